@@ -1,0 +1,23 @@
+# Flags for our own targets only, never for consumers.
+function(tviojsontree_flags target)
+    if(TVIOJSONTREE_DEVELOPER)
+        target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+    endif()
+    if(TVIOJSONTREE_SANITIZER)
+        target_compile_options(${target} PRIVATE -fsanitize=${TVIOJSONTREE_SANITIZER}
+                               -fno-sanitize-recover=all -fno-omit-frame-pointer)
+        target_link_options(${target} PRIVATE -fsanitize=${TVIOJSONTREE_SANITIZER})
+        if(TVIOJSONTREE_SANITIZER STREQUAL "thread")
+            # Debian's oneTBB is not built for the race detector, which then reports hundreds of
+            # races inside it; suppressing them would hide the loop bodies too. The loops run on
+            # plain threads instead (src/node_vector/parallel_loop.hpp).
+            target_compile_definitions(${target} PRIVATE TVIOJSONTREE_PLAIN_THREADS)
+        endif()
+    else()
+        target_link_options(${target} PRIVATE -Wl,--no-undefined -Wl,-z,relro -Wl,-z,now)
+        if(CMAKE_BUILD_TYPE MATCHES "Rel")
+            target_compile_options(${target} PRIVATE -fstack-protector-strong
+                                   -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -D_GLIBCXX_ASSERTIONS)
+        endif()
+    endif()
+endfunction()

@@ -1,0 +1,52 @@
+#pragma once
+
+/// What the host's string library (libtvstring_core) gives us: n-dimensional arrays of UTF-16
+/// strings, each of which may be missing.
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Tarvel::String {
+
+/// An array of strings. A fresh element is missing, which is not the same as an empty string.
+class __attribute__((visibility("default"))) String {
+public:
+    /// @param ndims  number of dimensions.
+    /// @param dims   the extent of each, `ndims` of them.
+    /// @throws std::bad_alloc, std::length_error  where memory is exhausted or the size overflows.
+    String(std::size_t ndims, const std::size_t* dims);
+    ~String();
+    String(const String&) = delete;
+    String& operator=(const String&) = delete;
+
+    /// @return the number of elements: the product of the dimensions.
+    std::size_t size() const noexcept;
+
+    /// @return the extent of each dimension.
+    const std::vector<std::size_t>& dims() const noexcept;
+
+    /// @param i  0-based position in element order.
+    /// @return the element's text, null when it is missing; valid until the element changes.
+    /// @throws std::out_of_range  where `i` is not below `size()`.
+    const std::u16string* get(std::size_t i) const;
+
+    /// Replaces element `i` by `text`.
+    /// @throws std::out_of_range  where `i` is not below `size()`; nothing changes.
+    void set(std::size_t i, std::u16string text);
+
+    /// Makes element `i` missing.
+    /// @throws std::out_of_range  where `i` is not below `size()`; nothing changes.
+    void clear(std::size_t i);
+
+private:
+    std::vector<std::size_t> dims_;
+    std::vector<std::optional<std::u16string>> elements_;
+};
+
+/// Creates an array whose elements are all missing; parameters and failures as `String::String`.
+std::unique_ptr<String> make_String(std::size_t ndims, const std::size_t* dims);
+
+} // namespace Tarvel::String
