@@ -82,8 +82,8 @@ TVIOJSONTREE_EXPORT DOM read_file(const std::u16string& path,
 /// @return the text, UTF-16.
 /// @throws std::bad_alloc, std::length_error  where memory or the string's maximum is exhausted.
 /// Cost: linear in the text. Any nesting depth on any stack.
-TVIOJSONTREE_EXPORT std::u16string
-write_string(const DOM& dom, const write::struct_::WriteStructOptions& options);
+TVIOJSONTREE_EXPORT std::u16string write_string(const DOM& dom,
+                                                const write::struct_::WriteStructOptions& options);
 
 /// Writes a whole document as UTF-8 JSON text into a file; the text is that of `write_string`.
 ///

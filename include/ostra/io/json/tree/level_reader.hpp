@@ -105,8 +105,8 @@ public:
     ///         argument; the reader has not moved.
     /// @throws std::bad_alloc  where a stack cannot grow; the reader has not moved.
     /// Cost: linear in the tokens and the members looked at.
-    bool
-    cdSelector(const rapidjson::GenericPointer<rapidjson::Value, rapidjson::CrtAllocator>& selector);
+    bool cdSelector(
+        const rapidjson::GenericPointer<rapidjson::Value, rapidjson::CrtAllocator>& selector);
     bool cdSelector(const std::string& selector);
     bool cdSelector(const std::u16string& selector);
 

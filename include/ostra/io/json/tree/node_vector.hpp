@@ -154,7 +154,8 @@ public:
     ///
     /// @param data  the record; not changed.
     /// @throws std::invalid_argument  where a handle is null; nothing changes.
-    /// @throws std::out_of_range      for a type code outside 0 to 6 that would be used, naming code
+    /// @throws std::out_of_range      for a type code outside 0 to 6 that would be used, naming
+    /// code
     ///                                and position, and where an array is shorter than the nodes
     ///                                need, naming it; nothing changes.
     /// @throws foundation::core::except::IMsgIDException  identifier

@@ -1,0 +1,89 @@
+#pragma once
+
+/// The one parallel loop: every operation that shares work among threads goes through here.
+
+#include <cstddef>
+
+#ifdef TVIOJSONTREE_PLAIN_THREADS
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <vector>
+#else
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/partitioner.h>
+#include <oneapi/tbb/task_arena.h>
+#include <oneapi/tbb/task_group.h>
+#endif
+
+namespace ostra::io::json::tree {
+
+#ifndef TVIOJSONTREE_PLAIN_THREADS
+
+/// Calls `body(begin, end)` for disjoint sub-ranges that together cover [0, count), on several
+/// threads, and returns when all calls have returned. Nothing is called where `count` is 0.
+///
+/// An exception in a call cancels those not yet begun and is rethrown here, once.
+///
+/// The context is isolated: bound to the caller's, a host that cancels its own tasks would cut our
+/// loop short without a word. The arena isolation keeps the waiting caller from taking up unrelated
+/// tasks of the host, which might want a lock that the caller holds.
+template <class Body>
+void parallelLoop(std::size_t count, const Body& body) {
+    if (count == 0) {
+        return;
+    }
+    tbb::task_group_context context(tbb::task_group_context::isolated);
+    tbb::this_task_arena::isolate([&] {
+        tbb::parallel_for(
+            tbb::blocked_range<std::size_t>(0, count, 1),
+            [&body](const tbb::blocked_range<std::size_t>& range) {
+                body(range.begin(), range.end());
+            },
+            tbb::auto_partitioner(), context);
+    });
+}
+
+#else
+
+/// The same contract on plain threads, for the race detector (see cmake/BuildFlags.cmake).
+template <class Body>
+void parallelLoop(std::size_t count, const Body& body) {
+    if (count == 0) {
+        return;
+    }
+    constexpr std::size_t maxThreads = 5;
+    constexpr std::size_t rangesPerThread = 4;
+    const std::size_t ranges = std::min(count, maxThreads * rangesPerThread);
+    std::atomic<std::size_t> next = 0;
+    std::exception_ptr failure;
+    std::mutex failureMutex;
+    const auto work = [&] {
+        for (std::size_t r = next++; r < ranges; r = next++) {
+            try {
+                body(count / ranges * r + std::min(r, count % ranges),
+                     count / ranges * (r + 1) + std::min(r + 1, count % ranges));
+            } catch (...) {
+                next = ranges;
+                const std::lock_guard lock(failureMutex);
+                failure = failure ? failure : std::current_exception();
+            }
+        }
+    };
+    {
+        std::vector<std::jthread> threads;
+        for (std::size_t t = 0; t < std::min(ranges, maxThreads); ++t) {
+            threads.emplace_back(work);
+        }
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+#endif
+
+} // namespace ostra::io::json::tree

@@ -1,0 +1,42 @@
+#pragma once
+
+/// Allocating from a document's pool in several threads.
+
+#include <ostra/io/json/tree/rapidjson.hpp>
+
+#include <cstddef>
+#include <vector>
+
+namespace ostra::io::json::tree {
+
+using Pool = rapidjson::Document::AllocatorType;
+
+/// Memory taken from a document's pool in one step and divided into pieces, each of which one
+/// thread at a time may fill.
+///
+/// The pool is not safe for several threads, and a lock per allocation costs more than the
+/// allocation. So the caller works out how much each piece needs, the pool gives it all at once,
+/// and every piece becomes a small pool of its own that never asks for more. The memory belongs to
+/// the document like any other of its pool.
+class PoolPieces {
+public:
+    /// @param pool      the document's pool.
+    /// @param payloads  bytes each piece must be able to give; each allocation from it counts as
+    ///                  `allocationSize` of its size.
+    /// @throws std::length_error  where the sum overflows 64 bits; the pool is unchanged.
+    /// @throws std::bad_alloc     where the pool cannot give the memory.
+    PoolPieces(Pool& pool, const std::vector<std::size_t>& payloads);
+
+    /// @return a pool over piece `k`; must not outlive this object's document.
+    Pool piece(std::size_t k) const;
+
+    /// Bytes that an allocation of `size` bytes takes.
+    static constexpr std::size_t allocationSize(std::size_t size) {
+        return (size + 7) & ~std::size_t{7};
+    }
+
+private:
+    std::vector<char*> begins_; // one more than there are pieces
+};
+
+} // namespace ostra::io::json::tree
