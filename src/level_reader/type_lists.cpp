@@ -1,0 +1,67 @@
+#include "document/array_growth.hpp"
+#include "level_reader/level.hpp"
+#include "node_content/number_class.hpp"
+#include "node_content/type_code.hpp"
+
+#include <ostra/io/json/tree/level_reader.hpp>
+
+#include <algorithm>
+#include <limits>
+
+namespace ostra::io::json::tree {
+
+namespace {
+
+const auto isNumber = [](const rapidjson::Value& value) { return value.IsNumber(); };
+
+LevelReader::NumberType numberType(const rapidjson::Value& number) {
+    if (isLosslessDouble(number)) {
+        return LevelReader::Double;
+    }
+    return number.IsUint64() ? LevelReader::Uint64 : LevelReader::Int64;
+}
+
+/// A number of the given class. The most negative integer would be the obvious one for `Int64`, but
+/// a double holds it exactly.
+rapidjson::Value placeholder(LevelReader::NumberType type) {
+    switch (type) {
+    case LevelReader::Uint64:
+        return rapidjson::Value(std::numeric_limits<std::uint64_t>::max());
+    case LevelReader::Int64:
+        return rapidjson::Value(-std::numeric_limits<std::int64_t>::max());
+    case LevelReader::Double:
+        break;
+    }
+    return rapidjson::Value(0.0);
+}
+
+} // namespace
+
+std::vector<rapidjson::Type> LevelReader::listValueTypes() const {
+    const auto getType = [](const rapidjson::Value& value) { return value.GetType(); };
+    return listValues<rapidjson::Type>(*current, getType, isAnyValue);
+}
+
+void LevelReader::setValueTypes(const std::vector<rapidjson::Type>& types) {
+    const std::size_t used = current->IsArray()    ? types.size()
+                             : current->IsObject() ? std::min(types.size(), current->MemberCount())
+                                                   : std::min<std::size_t>(types.size(), 1);
+    for (std::size_t i = 0; i < used; ++i) {
+        requireTypeCode(typeCode(types[i]), i);
+    }
+    if (current->IsArray()) {
+        growArray(*current, types.size(), dom.document.GetAllocator());
+    }
+    setValues(
+        *current, types, [](rapidjson::Type type) { return rapidjson::Value(type); }, isAnyValue);
+}
+
+std::vector<LevelReader::NumberType> LevelReader::listNumberTypes() const {
+    return listValues<NumberType>(*current, numberType, isNumber);
+}
+
+void LevelReader::setNumberTypes(const std::vector<NumberType>& types) {
+    setValues(*current, types, placeholder, isNumber);
+}
+
+} // namespace ostra::io::json::tree

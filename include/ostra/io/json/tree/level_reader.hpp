@@ -206,10 +206,6 @@ private:
     LevelReader(FromText, const std::u16string& text, const core::ReadJSONDocumentOptions& options);
     LevelReader(FromFile, const std::u16string& path, const core::ReadJSONDocumentOptions& options);
 
-    /// The shared end of construction: stands on the root of the document just read.
-    void standOnRoot();
-    void push(rapidjson::Value& child);
-
     DOM dom;
     rapidjson::Value* current;
     std::vector<rapidjson::Value*> parents;

@@ -1,0 +1,19 @@
+#pragma once
+
+/// Growing an array safely.
+
+#include <ostra/io/json/tree/rapidjson.hpp>
+
+namespace ostra::io::json::tree {
+
+/// Appends nulls to `array` until it has at least `count` elements; its elements may move.
+///
+/// RapidJSON's own growth multiplies sizes unchecked and writes through null where its pool has no
+/// memory left.
+///
+/// @throws std::length_error  where the size in bytes overflows 64 bits; nothing changes.
+/// @throws std::bad_alloc     where the pool cannot give the memory; nothing changes.
+void growArray(rapidjson::Value& array, rapidjson::SizeType count,
+               rapidjson::Document::AllocatorType& pool);
+
+} // namespace ostra::io::json::tree
