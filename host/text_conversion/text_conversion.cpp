@@ -1,0 +1,239 @@
+#include "platform/text_conversion.hpp"
+
+#include "pieces.hpp"
+
+#include <unicode/ustring.h>
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+
+namespace fl::i18n {
+namespace detail {
+namespace {
+
+constexpr UChar32 replacement = 0xFFFD;
+
+void check(UErrorCode status) {
+    if (U_FAILURE(status)) {
+        throw std::runtime_error(std::string("text conversion: ") + u_errorName(status));
+    }
+}
+
+std::uint64_t eightBytes(const void* from) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, from, sizeof word);
+    return word;
+}
+
+/// Whether a short text is ASCII throughout; the last eight characters are looked at together, some
+/// of them perhaps for the second time.
+bool isAscii(const char* text, std::size_t size) {
+    std::uint64_t seen = 0;
+    if (size < 8) {
+        for (std::size_t i = 0; i < size; ++i) {
+            seen |= static_cast<unsigned char>(text[i]);
+        }
+        return seen < 0x80;
+    }
+    for (std::size_t i = 0; i < size - 8; i += 8) {
+        seen |= eightBytes(text + i);
+    }
+    return ((seen | eightBytes(text + size - 8)) & 0x8080808080808080U) == 0;
+}
+
+bool isAscii(const char16_t* text, std::size_t size) {
+    std::uint64_t seen = 0;
+    if (size < 4) {
+        for (std::size_t i = 0; i < size; ++i) {
+            seen |= text[i];
+        }
+        return seen < 0x80;
+    }
+    for (std::size_t i = 0; i < size - 4; i += 4) {
+        seen |= eightBytes(text + i);
+    }
+    return ((seen | eightBytes(text + size - 4)) & 0xFF80FF80FF80FF80U) == 0;
+}
+
+/// Converts the ASCII characters at the start of `text`, eight at a time while they last.
+/// @return how many there are.
+std::size_t widenAscii(const char* text, std::size_t size, char16_t* out) {
+    std::size_t done = 0;
+    for (; size - done >= 8; done += 8) {
+        if ((eightBytes(text + done) & 0x8080808080808080U) != 0) {
+            break;
+        }
+        for (std::size_t i = done; i < done + 8; ++i) {
+            out[i] = static_cast<unsigned char>(text[i]);
+        }
+    }
+    for (; done < size && U8_IS_SINGLE(text[done]); ++done) {
+        out[done] = static_cast<unsigned char>(text[done]);
+    }
+    return done;
+}
+
+std::size_t narrowAscii(const char16_t* text, std::size_t size, char* out) {
+    std::size_t done = 0;
+    for (; size - done >= 8; done += 8) {
+        const std::uint64_t both = eightBytes(text + done) | eightBytes(text + done + 4);
+        if ((both & 0xFF80FF80FF80FF80U) != 0) {
+            break;
+        }
+        for (std::size_t i = done; i < done + 8; ++i) {
+            out[i] = static_cast<char>(text[i]);
+        }
+    }
+    for (; done < size && text[done] < 0x80; ++done) {
+        out[done] = static_cast<char>(text[done]);
+    }
+    return done;
+}
+
+/// Converts one piece. UTF-16 never has more code units than UTF-8: `out` has room for `size`.
+/// @return code units written.
+std::size_t convertPiece(const char* text, std::size_t size, char16_t* out) {
+    const std::size_t ascii = widenAscii(text, size, out);
+    if (ascii == size) {
+        return size;
+    }
+    const auto rest = static_cast<std::int32_t>(size - ascii);
+    std::int32_t written = 0;
+    UErrorCode status = U_ZERO_ERROR;
+    u_strFromUTF8WithSub(out + ascii, rest, &written, text + ascii, rest, replacement, nullptr,
+                         &status);
+    check(status);
+    return ascii + static_cast<std::size_t>(written);
+}
+
+/// As above; a UTF-16 code unit becomes at most three bytes: `out` has room for `3 * size`.
+std::size_t convertPiece(const char16_t* text, std::size_t size, char* out) {
+    const std::size_t ascii = narrowAscii(text, size, out);
+    if (ascii == size) {
+        return size;
+    }
+    const auto rest = static_cast<std::int32_t>(size - ascii);
+    std::int32_t written = 0;
+    UErrorCode status = U_ZERO_ERROR;
+    u_strToUTF8WithSub(out + ascii, 3 * rest, &written, text + ascii, rest, replacement, nullptr,
+                       &status);
+    check(status);
+    return ascii + static_cast<std::size_t>(written);
+}
+
+/// Where the piece that starts a text should end: at `piece`, or the nearest place before it that
+/// lies between characters. The converter starts afresh at a byte that continues nothing, and after
+/// three continuation bytes a fourth one belongs to no character either.
+std::size_t pieceEnd(const char* text, std::size_t size, std::size_t piece) {
+    if (size <= piece) {
+        return size;
+    }
+    for (std::size_t end = piece; end > piece - 4; --end) {
+        if (!U8_IS_TRAIL(text[end])) {
+            return end;
+        }
+    }
+    return piece;
+}
+
+std::size_t pieceEnd(const char16_t* text, std::size_t size, std::size_t piece) {
+    if (size <= piece) {
+        return size;
+    }
+    const bool splitsPair = U16_IS_TRAIL(text[piece]) && U16_IS_LEAD(text[piece - 1]);
+    return splitsPair ? piece - 1 : piece;
+}
+
+/// Sums a weight of at most 2 over all code units. Summed in counters as narrow as the code units,
+/// which the compiler vectorises: 5 ms for 100 MB of UTF-8, 26 ms in a wide counter.
+template <class Counter, class From, class Weight>
+std::size_t sumWeights(const From* text, std::size_t size, Weight weight) {
+    constexpr std::size_t largestBlock = std::numeric_limits<Counter>::max() / 2;
+    std::size_t sum = 0;
+    while (size > 0) {
+        const std::size_t block = std::min(size, largestBlock);
+        Counter blockSum = 0;
+        for (std::size_t i = 0; i < block; ++i) {
+            blockSum = static_cast<Counter>(blockSum + weight(text[i]));
+        }
+        sum += blockSum;
+        text += block;
+        size -= block;
+    }
+    return sum;
+}
+
+/// The length of a long result, to allocate it once: exact for well-formed text. Malformed text may
+/// need more, which then grows as strings do.
+std::size_t expectedLength(const char* text, std::size_t size) {
+    return sumWeights<std::uint8_t>(text, size, [](char byte) {
+        return (U8_IS_TRAIL(byte) ? 0 : 1) + (static_cast<unsigned char>(byte) >= 0xF0 ? 1 : 0);
+    });
+}
+
+/// Exact for well-formed text; an unpaired surrogate needs one byte more.
+std::size_t expectedLength(const char16_t* text, std::size_t size) {
+    return size + sumWeights<std::uint16_t>(text, size, [](char16_t unit) {
+               return (unit >= 0x80 ? 1 : 0) + (unit >= 0x800 && !U16_IS_SURROGATE(unit) ? 1 : 0);
+           });
+}
+
+template <class Result, std::size_t bufferSize, class From>
+Result convertPieces(const From* text, std::size_t size, std::size_t piece) {
+    // Not initialised: filling it would cost more than converting a short text does.
+    std::array<typename Result::value_type, bufferSize> buffer; // NOLINT(*-member-init)
+    if (size <= piece) {
+        return Result(buffer.data(), convertPiece(text, size, buffer.data()));
+    }
+    Result result;
+    result.reserve(expectedLength(text, size));
+    for (std::size_t done = 0; done < size;) {
+        const std::size_t length = pieceEnd(text + done, size - done, piece);
+        result.append(buffer.data(), convertPiece(text + done, length, buffer.data()));
+        done += length;
+    }
+    return result;
+}
+
+/// Most strings are short and ASCII: looked at first and then built in one go, they cost 1.2 times
+/// the plainest loop (12 ns against 10 for 20 characters, most of it the allocation); through the
+/// buffer it was 1.8 times.
+template <class Result, std::size_t bufferSize, class From>
+Result convert(const From* text, std::size_t size, std::size_t piece) {
+    if (size <= piece && isAscii(text, size)) {
+        return Result(text, text + size);
+    }
+    return convertPieces<Result, bufferSize>(text, size, piece);
+}
+
+} // namespace
+
+std::u16string toUtf16(const char* text, std::size_t size, std::size_t piece) {
+    return convert<std::u16string, largestPiece>(text, size, piece);
+}
+
+std::string toUtf8(const char16_t* text, std::size_t size, std::size_t piece) {
+    return convert<std::string, 3 * largestPiece>(text, size, piece);
+}
+
+} // namespace detail
+
+std::u16string utf8_to_ustring(const std::string& text) {
+    return detail::toUtf16(text.data(), text.size(), detail::largestPiece);
+}
+
+std::u16string utf8_to_ustring(const char* text, std::size_t size) {
+    return detail::toUtf16(text, size, detail::largestPiece);
+}
+
+std::string ustring_to_utf8(const std::u16string& text) {
+    return detail::toUtf8(text.data(), text.size(), detail::largestPiece);
+}
+
+} // namespace fl::i18n
