@@ -3,14 +3,14 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
-#include <type_traits>
 
 namespace ostra::io::json::tree {
 
 long typeCode(const rapidjson::Type& type) {
-    std::underlying_type_t<rapidjson::Type> code{};
+    int code = 0;
+    static_assert(sizeof code == sizeof type);
     std::memcpy(&code, &type, sizeof code);
-    return static_cast<long>(code);
+    return code;
 }
 
 void requireTypeCode(long code, std::size_t position) {

@@ -25,6 +25,8 @@
 
 #include <ostra/io/json/tree/dom.hpp>
 
+#include "platform/exceptions.hpp"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -15,6 +15,8 @@
 #include <ostra/io/json/tree/dom.hpp>
 #include <ostra/io/json/tree/node_vector_data.hpp>
 
+#include "platform/exceptions.hpp"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -1,0 +1,358 @@
+/// The cursor: navigation and the typed lists of a level.
+
+#include "support/text.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace {
+
+using namespace test;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using tree::LevelReader;
+using Types = std::vector<rapidjson::Type>;
+using Classes = std::vector<LevelReader::NumberType>;
+
+constexpr std::uint64_t lossy = 9007199254740993; // 2^53 + 1
+
+rapidjson::Type type(int code) {
+    return static_cast<rapidjson::Type>(code);
+}
+
+Types types(std::initializer_list<int> codes) {
+    Types result;
+    for (const int code : codes) {
+        result.push_back(type(code));
+    }
+    return result;
+}
+
+/// The texts of the values from the current one up to the top, which `levels` steps up reach.
+std::vector<std::string> climb(LevelReader& at, int levels) {
+    std::vector<std::string> texts = {textOf(at)};
+    for (int i = 0; i < levels; ++i) {
+        at.cdup();
+        texts.push_back(textOf(at));
+    }
+    return texts;
+}
+
+TEST(Navigation, DescendsByPositionAndPairsEveryCdWithOneCdup) {
+    LevelReader at = reader(R"({"a": [1, 2, 3], "b": {}, "c": "x"})");
+    const std::string root = textOf(at);
+    at.cdup();
+    EXPECT_EQ(textOf(at), root);
+    at.cd(0);
+    at.cd(5); // past the end: the same value, one level deeper
+    EXPECT_THAT(climb(at, 2), ElementsAre("[1,2,3]", "[1,2,3]", root));
+    at.cd(1);
+    at.cd(0); // in an empty object
+    EXPECT_THAT(climb(at, 2), ElementsAre("{}", "{}", root));
+    at.cd(2);
+    at.cd(0); // a string has no level below
+    EXPECT_THAT(climb(at, 1), ElementsAre("\"x\"", root));
+    at.cd(std::numeric_limits<std::size_t>::max());
+    EXPECT_THAT(climb(at, 1), ElementsAre(root, root));
+}
+
+TEST(Navigation, FindsKeysDepthFirstInDocumentOrder) {
+    LevelReader at = reader(R"({"a":{"x":1},"x":2,"l":[[{"y":[{"z":3}]}]],"\u0000":4,"":5})");
+    const std::string root = textOf(at);
+    const struct {
+        std::string name;
+        bool recursive;
+        std::vector<std::string> path; // from the value found up to the root; empty: not found
+    } cases[] = {
+        {"x", true, {"1", R"({"x":1})", root}},
+        {"x", false, {"2", root}},
+        {"z",
+         true,
+         {"3", R"({"z":3})", R"([{"z":3}])", R"({"y":[{"z":3}]})", R"([{"y":[{"z":3}]}])",
+          R"([[{"y":[{"z":3}]}]])", root}},
+        {"z", false, {}},
+        {std::string(1, '\0'), false, {"4", root}},
+        {"", true, {"5", root}},
+        {"nowhere", true, {}},
+    };
+    for (const auto& [name, recursive, path] : cases) {
+        EXPECT_EQ(at.cdNodeName(name, recursive), !path.empty()) << name;
+        if (!path.empty()) {
+            EXPECT_EQ(climb(at, static_cast<int>(path.size()) - 1), path);
+        }
+        EXPECT_EQ(textOf(at), root);
+    }
+    at.cd(2);
+    EXPECT_FALSE(at.cdNodeName(u"z", false)); // an array has no keys
+    EXPECT_TRUE(at.cdNodeName(u"z", true));
+    EXPECT_FALSE(at.cdNodeName(u"z", true)); // nor has a number
+    EXPECT_EQ(textOf(at), "3");
+}
+
+TEST(Navigation, FollowsSelectors) {
+    LevelReader at = reader(R"({"a":[{"b":7},8],"0":"zero","~/":"odd","d":1,"d":2,"":{"":3}})");
+    const std::string root = textOf(at);
+    const struct {
+        std::string selector;
+        std::string found; // empty: missing
+        int levels;
+    } cases[] = {
+        {"", root, 0},
+        {"/a/0/b", "7", 3},
+        {"/0", "\"zero\"", 1},
+        {"/~0~1", "\"odd\"", 1},
+        {"/d", "1", 1},
+        {"//", "3", 2},
+        {"#/a/1", "8", 2},
+        {"#/%61/1", "8", 2},
+        {"/a/-", "", 0},
+        {"/a/2", "", 0},
+        {"/a/00", "", 0},
+        {"/a/01", "", 0},
+        {"/a/1/x", "", 0},
+        {"/nosuch", "", 0},
+        {"/a/0/c", "", 0},
+        {"/a/b", "", 0},
+        {"/a/36893488147419103232", "", 0},
+    };
+    for (const auto& [selector, found, levels] : cases) {
+        EXPECT_EQ(at.cdSelector(selector), !found.empty()) << selector;
+        EXPECT_EQ(textOf(at), found.empty() ? root : found);
+        EXPECT_EQ(climb(at, levels).back(), root);
+    }
+    for (const std::string selector : {"a", "/~", "/~2", "#/%4", "#/ "}) {
+        at.cd(0);
+        try {
+            at.cdSelector(u16(selector));
+            ADD_FAILURE() << selector;
+        } catch (const foundation::core::except::IMsgIDException& error) {
+            EXPECT_EQ(error.GetID(), "OSTRA:io:json:common:InvalidJSONPointer");
+            EXPECT_THAT(error.GetBaseMsgIDObj().arguments,
+                        ElementsAre(foundation::core::except::MessageArgument(selector)));
+            EXPECT_THAT(dynamic_cast<const std::exception&>(error).what(), HasSubstr(selector));
+        }
+        EXPECT_THAT(climb(at, 1), ElementsAre(R"([{"b":7},8])", root));
+    }
+}
+
+TEST(Navigation, NeedsNoStackForDeepDocuments) {
+    constexpr int depth = 1'000'000;
+    std::string text;
+    for (int i = 0; i < depth / 2; ++i) {
+        text += R"([{"k":)";
+    }
+    text += R"({"deep":1})";
+    for (int i = 0; i < depth / 2; ++i) {
+        text += "}]";
+    }
+    LevelReader at = reader(text);
+    EXPECT_EQ(textOf(at), text);
+    ASSERT_TRUE(at.cdNodeName("deep", true));
+    EXPECT_EQ(textOf(at), "1");
+    for (int i = 0; i < depth; ++i) {
+        at.cdup();
+    }
+    EXPECT_EQ(textOf(at).size(), text.size() - 2); // one level below the root
+    at.cdup();
+    std::string selector;
+    for (int i = 0; i < depth / 2; ++i) {
+        selector += "/0/k";
+    }
+    ASSERT_TRUE(at.cdSelector(selector));
+    EXPECT_EQ(textOf(at), R"({"deep":1})");
+}
+
+TEST(CurrentType, BecomesAnEmptyValueInItsPlace) {
+    const std::string fresh[] = {"null", "false", "true", "{}", "[]", "\"\"", "0.0"};
+    for (int code = 0; code <= 6; ++code) {
+        LevelReader at = reader(R"([[1], "a"])");
+        at.cd(0);
+        at.setCurrentType(type(code));
+        EXPECT_EQ(at.getCurrentType(), type(code));
+        EXPECT_THAT(climb(at, 1), ElementsAre(fresh[code], "[" + fresh[code] + ",\"a\"]"));
+        for (const int bad : {7, -1}) {
+            EXPECT_THROW(at.setCurrentType(type(bad)), std::out_of_range);
+        }
+        EXPECT_EQ(textOf(at), "[" + fresh[code] + ",\"a\"]");
+    }
+}
+
+TEST(Lists, TakeEveryNumberInExactlyOneClass) {
+    const LevelReader mixed =
+        reader(R"([1, "a", 2.5, 9007199254740993, -9007199254740993, true, null, [3], {"x": 4}])");
+    EXPECT_THAT(mixed.listDoubles(), ElementsAre(1.0, 2.5));
+    EXPECT_THAT(mixed.listUint64s(), ElementsAre(lossy));
+    EXPECT_THAT(mixed.listInt64s(), ElementsAre(-static_cast<long>(lossy)));
+    EXPECT_THAT(mixed.listNumberTypes(), ElementsAre(LevelReader::Double, LevelReader::Double,
+                                                     LevelReader::Uint64, LevelReader::Int64));
+    EXPECT_EQ(mixed.listValueTypes(), types({6, 5, 6, 6, 6, 2, 0, 4, 3}));
+
+    const struct {
+        std::string number;
+        LevelReader::NumberType expected;
+    } boundaries[] = {
+        {"0", LevelReader::Double},
+        {"-0.0", LevelReader::Double},
+        {"5e-324", LevelReader::Double},
+        {"9007199254740991", LevelReader::Double},
+        {"9007199254740992", LevelReader::Double},
+        {"9007199254740993", LevelReader::Uint64},
+        {"9007199254740994", LevelReader::Double},
+        {"9223372036854775807", LevelReader::Uint64},
+        {"9223372036854775808", LevelReader::Double},
+        {"9223372036854775809", LevelReader::Uint64},
+        {"18446744073709551615", LevelReader::Uint64},
+        {"18446744073709551616", LevelReader::Double}, // beyond 64 bits: read as a double
+        {"-9007199254740993", LevelReader::Int64},
+        {"-9223372036854775807", LevelReader::Int64},
+        {"-9223372036854775808", LevelReader::Double},
+        {"-9223372036854775809", LevelReader::Double},
+    };
+    for (const auto& [number, expected] : boundaries) {
+        const LevelReader at = reader(number); // a level of one
+        EXPECT_THAT(at.listNumberTypes(), ElementsAre(expected)) << number;
+        EXPECT_EQ(at.listDoubles().size(), expected == LevelReader::Double ? 1U : 0U);
+        EXPECT_EQ(at.listUint64s().size(), expected == LevelReader::Uint64 ? 1U : 0U);
+        EXPECT_EQ(at.listInt64s().size(), expected == LevelReader::Int64 ? 1U : 0U);
+    }
+}
+
+TEST(Lists, SeeMembersElementsOrTheValueItself) {
+    const struct {
+        std::string level;
+        std::vector<std::u16string> strings;
+        std::vector<std::u16string> keys;
+        Types expected;
+    } cases[] = {
+        {R"({"p": "s", "q": 2, "p": "t"})", {u"s", u"t"}, {u"p", u"q", u"p"}, types({5, 6, 5})},
+        {R"(["x", 1, "yz", null])", {u"x", u"yz"}, {}, types({5, 6, 5, 0})},
+        {R"("lone")", {u"lone"}, {}, types({5})},
+        {R"("a\u0000b")", {std::u16string(u"a\0b", 3)}, {}, types({5})},
+        {R"({"": "\uD83D\uDE00"})", {u"\U0001F600"}, {u""}, types({5})},
+        {"null", {}, {}, types({0})},
+        {"{}", {}, {}, {}},
+        {"[]", {}, {}, {}},
+    };
+    for (const auto& [level, strings, keys, expected] : cases) {
+        const LevelReader at = reader(level);
+        EXPECT_EQ(at.listStrings(), strings) << level;
+        EXPECT_EQ(at.listKeyNames(), keys) << level;
+        EXPECT_EQ(at.listValueTypes(), expected) << level;
+    }
+}
+
+/// One set operation, whatever its type.
+using Set = std::function<void(LevelReader&)>;
+
+TEST(Sets, ReplaceMatchingEntriesAndALevelOfOne) {
+    const std::string mixed = R"([1,"a",2.5,9007199254740993,-9007199254740993,true,null,"b"])";
+    const auto doubles = [](std::vector<double> v) {
+        return Set([v](LevelReader& at) { at.setDoubles(v); });
+    };
+    const auto uint64s = [](std::vector<unsigned long> v) {
+        return Set([v](LevelReader& at) { at.setUint64s(v); });
+    };
+    const auto int64s = [](std::vector<long> v) {
+        return Set([v](LevelReader& at) { at.setInt64s(v); });
+    };
+    const auto strings = [](std::vector<std::u16string> v) {
+        return Set([v](LevelReader& at) { at.setStrings(v); });
+    };
+    const auto keys = [](std::vector<std::u16string> v) {
+        return Set([v](LevelReader& at) { at.setKeyNames(v); });
+    };
+    const auto valueTypes = [](Types v) {
+        return Set([v](LevelReader& at) { at.setValueTypes(v); });
+    };
+    const auto classes = [](Classes v) {
+        return Set([v](LevelReader& at) { at.setNumberTypes(v); });
+    };
+    const struct {
+        std::string before;
+        Set set;
+        std::string after;
+    } cases[] = {
+        // The generic rules: surplus is ignored, missing values leave entries alone, a level of one
+        // is replaced whatever it is.
+        {mixed, doubles({7, 8, 9}),
+         R"([7.0,"a",8.0,9007199254740993,-9007199254740993,true,null,"b"])"},
+        {mixed, doubles({4}), R"([4.0,"a",2.5,9007199254740993,-9007199254740993,true,null,"b"])"},
+        {mixed, doubles({}), mixed},
+        {R"({"a":1,"b":"x","c":2,"a":3})", doubles({10, 20}),
+         R"({"a":10.0,"b":"x","c":20.0,"a":3})"},
+        {R"("text")", doubles({1.5, 2}), "1.5"},
+        {R"("text")", doubles({}), R"("text")"},
+        {"[]", doubles({1}), "[]"},
+        {"{}", doubles({1}), "{}"},
+        // What is each operation's own.
+        {mixed, uint64s({5, 6}), R"([1,"a",2.5,5,-9007199254740993,true,null,"b"])"},
+        {mixed, int64s({-5, 6}), R"([1,"a",2.5,9007199254740993,-5,true,null,"b"])"},
+        {"null", int64s({-5}), "-5"},
+        {mixed, strings({u"", u"a text longer than 21 bytes \u00e9", u"surplus"}),
+         "[1,\"\",2.5,9007199254740993,-9007199254740993,true,null,"
+         "\"a text longer than 21 bytes \u00e9\"]"},
+        {"7", strings({u"t"}), R"("t")"},
+        {"5", keys({u"a", u"a", u""}), R"({"a":null,"a":null,"":null})"},
+        {"[1,2]", keys({}), "{}"},
+        {R"({"old":1})", keys({u"a key longer than 21 bytes"}),
+         R"({"a key longer than 21 bytes":null})"},
+        {"[]", valueTypes(types({5, 6, 0})), R"(["",0.0,null])"},
+        {R"([{"k":1}])", valueTypes(types({5, 6, 0})), R"(["",0.0,null])"},
+        {"[1,2,3]", valueTypes(types({3})), "[{},2,3]"},
+        {R"({"m":1})", valueTypes(types({4, 4})), R"({"m":[]})"},
+        {R"("abc")", valueTypes(types({0})), "null"},
+        {R"("abc")", valueTypes({}), R"("abc")"},
+        {R"({"m":1})", valueTypes(types({1, 99})), R"({"m":false})"}, // surplus: not looked at
+        {R"([1,9007199254740993,"x",-1])",
+         classes({LevelReader::Int64, LevelReader::Double, LevelReader::Uint64}),
+         R"([-9223372036854775807,0.0,"x",18446744073709551615])"},
+        {"[5]", classes({static_cast<LevelReader::NumberType>(7)}), "[0.0]"},
+        {"true", classes({LevelReader::Uint64}), "18446744073709551615"},
+    };
+    for (const auto& [before, set, after] : cases) {
+        // Below a root, so that the level is put back into its place.
+        LevelReader at = reader("[0," + before + ",0]");
+        at.cd(1);
+        set(at);
+        EXPECT_EQ(textOf(at), after) << before;
+        at.cdup();
+        EXPECT_EQ(textOf(at), "[0," + after + ",0]");
+    }
+}
+
+TEST(Sets, PlaceholdersAreFoundByTheirClass) {
+    LevelReader at = reader("[1, 2, 3, 4]");
+    const Classes classes = {LevelReader::Uint64, LevelReader::Double, LevelReader::Int64,
+                             LevelReader::Uint64};
+    at.setNumberTypes(classes);
+    EXPECT_EQ(at.listNumberTypes(), classes);
+    at.setInt64s({-9007199254740993});
+    at.setDoubles({0.5});
+    at.setUint64s({lossy, 18446744073709551615U});
+    EXPECT_EQ(textOf(at), "[9007199254740993,0.5,-9007199254740993,18446744073709551615]");
+    at.setUint64s({5}); // now of class Double
+    EXPECT_THAT(at.listUint64s(), ElementsAre(18446744073709551615U));
+}
+
+TEST(Sets, RefuseTypesOutsideTheRangeBeforeAnythingChanges) {
+    for (const int bad : {7, -1, 1 << 20}) {
+        for (const std::string before : {"[1]", R"({"a":1,"b":2})", "[1,2,3]"}) {
+            LevelReader at = reader(before);
+            try {
+                at.setValueTypes({type(4), type(bad)});
+                ADD_FAILURE() << before;
+            } catch (const std::out_of_range& error) {
+                EXPECT_THAT(error.what(), HasSubstr("code " + std::to_string(bad)));
+                EXPECT_THAT(error.what(), HasSubstr("position 1"));
+            } catch (...) {
+                ADD_FAILURE() << before;
+            }
+            EXPECT_EQ(textOf(at), before);
+        }
+    }
+}
+
+} // namespace
