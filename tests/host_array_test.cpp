@@ -1,0 +1,186 @@
+// The embedded host's arrays and exceptions.
+
+#include "document/errors.hpp"
+#include "platform/numeric_array.hpp"
+#include "platform/string_array.hpp"
+
+#include <ostra/io/json/tree/level_reader.hpp>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Dimensions = std::vector<unsigned long>;
+using Array = std::unique_ptr<matrix::array_base, matrix::detail::qxDestroy_deleter>;
+
+Array make(const Dimensions& dims, qxClassID classId, qxComplexity complexity = qxREAL) {
+    return Array(matrix::detail::do_create_numeric(dims, classId, complexity));
+}
+
+template <class T>
+void expectArrays(qxClassID classId) {
+    const std::vector<std::pair<Dimensions, std::size_t>> shapes{
+        {{}, 1},        {{0}, 0},          {{0, 1}, 0},
+        {{5, 1}, 5},    {{2, 3, 4}, 24},   {{1, 1}, 1},
+        {{~0UL, 0}, 0}, {{~0UL, 2, 0}, 0}, {{1, 1000000}, 1000000}};
+    for (const auto& [dims, count] : shapes) {
+        const Array array = make(dims, classId);
+        auto* const typed = dynamic_cast<matrix::typed_vector<T>*>(array.get());
+        ASSERT_NE(typed, nullptr) << classId;
+        EXPECT_EQ(typed->dims(), dims);
+        ASSERT_EQ(typed->size(), count);
+        EXPECT_EQ(typed->class_id(), classId);
+        EXPECT_EQ(typed->complexity(), qxREAL);
+        ASSERT_NE(typed->data(), nullptr);
+        EXPECT_TRUE(
+            std::all_of(typed->data(), typed->data() + count, [](T e) { return e == T(); }));
+        std::fill_n(typed->data(), count, T(1));
+    }
+}
+
+TEST(HostNumericArray, ShapesOfEveryClass) {
+    expectArrays<bool>(qxLOGICAL_CLASS);
+    expectArrays<double>(qxDOUBLE_CLASS);
+    expectArrays<std::uint8_t>(qxUINT8_CLASS);
+    expectArrays<std::int64_t>(qxINT64_CLASS);
+    expectArrays<std::uint64_t>(qxUINT64_CLASS);
+    matrix::destroyArray(nullptr);
+}
+
+TEST(HostNumericArray, RefusesWhatItCannotHold) {
+    EXPECT_THROW(make({1UL << 32, 1UL << 32}, qxUINT8_CLASS), std::length_error);
+    EXPECT_THROW(make({1UL << 61, 1}, qxDOUBLE_CLASS), std::length_error);
+    EXPECT_THROW(make({1UL << 63}, qxUINT8_CLASS), std::length_error);
+#ifndef __SANITIZE_ADDRESS__ // which ends the process instead
+    EXPECT_THROW(make({1UL << 60}, qxUINT8_CLASS), std::bad_alloc);
+#endif
+    const auto refused = [](qxClassID classId, qxComplexity complexity) {
+        try {
+            make({1, 1}, classId, complexity);
+        } catch (const std::invalid_argument& error) {
+            return std::string(error.what());
+        }
+        return std::string("accepted");
+    };
+    EXPECT_EQ(refused(qxClassID(7), qxREAL), "numeric array: no element class 7");
+    EXPECT_EQ(refused(qxDOUBLE_CLASS, qxCOMPLEX), "numeric array: no arrays of complexity 1");
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(HostNumericArray, BigColumnsAreNotTouched) {
+    const auto residentPages = [] {
+        std::ifstream statm("/proc/self/statm");
+        long total = 0;
+        long resident = 0;
+        statm >> total >> resident;
+        return resident;
+    };
+    const long before = residentPages();
+    const Array array = make({1UL << 27, 1}, qxDOUBLE_CLASS); // 1 GiB
+    EXPECT_LT(residentPages() - before, 1000);
+}
+#endif
+
+TEST(HostStringArray, ElementsAreTextOrMissing) {
+    const std::array<std::size_t, 2> dims{3, 2};
+    const auto strings = Tarvel::String::make_String(dims.size(), dims.data());
+    EXPECT_THAT(strings->dims(), testing::ElementsAre(3, 2));
+    ASSERT_EQ(strings->size(), 6U);
+    for (std::size_t i = 0; i < 6; ++i) {
+        EXPECT_EQ(strings->get(i), nullptr);
+    }
+    const std::u16string withNul(u"a\0b", 3);
+    strings->set(0, u"");
+    strings->set(5, withNul);
+    ASSERT_NE(strings->get(0), nullptr);
+    EXPECT_EQ(*strings->get(0), u"");
+    EXPECT_EQ(*strings->get(5), withNul);
+    strings->set(5, u"replaced");
+    EXPECT_EQ(*strings->get(5), u"replaced");
+    strings->clear(0);
+    EXPECT_EQ(strings->get(0), nullptr);
+
+    EXPECT_THROW(strings->get(6), std::out_of_range);
+    EXPECT_THROW(strings->set(6, u"x"), std::out_of_range);
+    EXPECT_THROW(strings->clear(~std::size_t{0}), std::out_of_range);
+    EXPECT_EQ(*strings->get(5), u"replaced");
+}
+
+TEST(HostStringArray, Shapes) {
+    using Sizes = std::vector<std::size_t>;
+    const auto count = [](const Sizes& dims) {
+        return Tarvel::String::make_String(dims.size(), dims.data())->size();
+    };
+    EXPECT_EQ(count({}), 1U);
+    EXPECT_EQ(count({0, 1}), 0U);
+    EXPECT_EQ(count({~0UL, 3, 0}), 0U);
+    EXPECT_EQ(count({4, 5}), 20U);
+    EXPECT_THROW(count({1UL << 32, 1UL << 32}), std::length_error);
+    EXPECT_THROW(count({1UL << 62}), std::length_error);
+}
+
+using foundation::core::except::BaseMsgID;
+using foundation::core::except::IMsgIDException;
+using MessageException = foundation::core::except::Exception<BaseMsgID, std::exception, void>;
+
+TEST(HostException, TextNamesIdentifierAndArguments) {
+    const std::vector<std::pair<BaseMsgID, std::string>> cases{
+        {{{}, "OSTRA:string", "MissingNotSupported"}, "OSTRA:string:MissingNotSupported"},
+        {{{std::string("/a~2")}, "A:b", "C"}, "A:b:C: /a~2"},
+        {{{-7L, std::u16string(u"größer"), std::string()}, "A", "B"}, "A:B: -7, größer, "},
+        {{{}, "", ""}, ":"}};
+    for (const auto& [message, text] : cases) {
+        const MessageException error(message);
+        EXPECT_EQ(error.what(), text);
+        EXPECT_EQ(error.GetID(), message.catalog + ":" + message.key);
+        EXPECT_EQ(error.GetBaseMsgIDObj().arguments, message.arguments);
+    }
+}
+
+TEST(HostException, CopiesOutliveTheOriginal) {
+    auto original = std::make_unique<MessageException>(BaseMsgID{{1L}, "A", "B"});
+    const std::unique_ptr<MessageException> clone(original->clone());
+    std::string rethrown;
+    try {
+        original->rethrow();
+    } catch (const MessageException& error) {
+        original.reset();
+        rethrown = error.what() + error.GetID();
+    }
+    EXPECT_EQ(rethrown, "A:B: 1A:B");
+    EXPECT_EQ(clone->what(), std::string("A:B: 1"));
+    EXPECT_EQ(clone->GetBaseMsgIDObj().key, "B");
+}
+
+/// Thrown in one shared library, described in another, caught here.
+template <class Caught>
+bool isCaughtAs() {
+    auto reader = ostra::io::json::tree::LevelReader::MakeStringReader(u"{}", {});
+    try {
+        reader.cdSelector(std::string("no slash"));
+    } catch (const Caught&) {
+        return true;
+    } catch (...) {
+        return false;
+    }
+    return false;
+}
+
+TEST(HostException, CrossesLibraries) {
+    using Pointer = OSTRA::io::json::common::InvalidJSONPointer;
+    EXPECT_TRUE(isCaughtAs<IMsgIDException>());
+    EXPECT_TRUE(isCaughtAs<std::exception>());
+    EXPECT_TRUE(isCaughtAs<boost::exception>());
+    EXPECT_TRUE((isCaughtAs<foundation::core::except::Exception<Pointer, std::exception, void>>()));
+    EXPECT_FALSE(isCaughtAs<MessageException>());
+}
+
+} // namespace
