@@ -1,0 +1,40 @@
+#pragma once
+
+/// The error that the JSON reader reports, and how its message is made.
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace ostra::io::json::core {
+
+/// A text that is no JSON. `what()` reads `stations.json:12:7: expected ',' or '}' (byte 311)`.
+class __attribute__((visibility("default"))) JSONParseError : public std::runtime_error {
+public:
+    explicit JSONParseError(const std::string& message);
+    ~JSONParseError() override;
+};
+
+/// Throws a `JSONParseError`.
+///
+/// The message names the source (left out with its colon when empty), line and column, the reason,
+/// and the byte. Lines and columns count from 1; LF, CRLF and a lone CR each end a line, as they do
+/// for editors; a column counts Unicode code points, without a byte-order mark. The byte counts
+/// from 0 and includes the mark. Control characters in the source's name are spelt out.
+///
+/// @param sourceName  names the source; may be empty.
+/// @param text        the whole text, valid UTF-8 up to `offset`.
+/// @param offset      the offending byte; `text.size()` where the text ends too early.
+/// @param reason      what is wrong, free of control characters.
+[[noreturn]] void throwParseError(const std::u16string& sourceName, std::string_view text,
+                                  std::size_t offset, const std::string& reason);
+
+/// @return `text` with its control characters spelt out as in `\u000A`, for use in a message.
+std::string printable(std::string_view text);
+
+/// @return the value in upper case hexadecimal digits, at least `width` of them.
+std::string hexadecimal(std::uint32_t value, std::size_t width);
+
+} // namespace ostra::io::json::core
