@@ -14,8 +14,9 @@ namespace ostra::io::json::core {
 ///
 /// RapidJSON checks none of its allocations and writes through null when one fails. So the builder
 /// asks for the memory first and gives it straight back, in amounts that cover many events: once
-/// per 64 KiB of document and once per growth of the document's stack, which costs nothing that can
-/// be measured. Another thread can take the memory in between; then RapidJSON's behaviour stands.
+/// per 64 KiB of document and once per growth of the document's stack. Measured on records of
+/// numbers and short strings, 20 MB: 58 ms instead of 54. Another thread can take the memory in
+/// between; then RapidJSON's behaviour stands.
 ///
 /// Every operation throws `std::bad_alloc` where memory is exhausted. The document may then only be
 /// destroyed.

@@ -15,7 +15,7 @@ constexpr std::size_t byteOrderMarkSize(std::string_view text) {
 
 /// @return the offset of the first byte of the first sequence in `text` that is not well-formed
 ///         UTF-8 (Unicode 15, table 3-7: no overlong forms, no surrogates, nothing above U+10FFFF);
-///         `text.size()` where there is none. Cost: several GB/s where the text is well-formed.
+///         `text.size()` where there is none. Cost: linear.
 std::size_t findMalformedUtf8(std::string_view text);
 
 /// @return the code point at the start of `text`, which is not empty and well-formed.
