@@ -1,6 +1,7 @@
 #include "platform/text_conversion.hpp"
 
 #include "pieces.hpp"
+#include "platform/huge_pages.hpp"
 
 #include <unicode/ustring.h>
 #include <unicode/utf16.h>
@@ -184,8 +185,9 @@ std::size_t expectedLength(const char16_t* text, std::size_t size) {
            });
 }
 
+/// Never inlined, to keep its buffer's frame out of the way of short texts.
 template <class Result, std::size_t bufferSize, class From>
-Result convertPieces(const From* text, std::size_t size, std::size_t piece) {
+[[gnu::noinline]] Result convertPieces(const From* text, std::size_t size, std::size_t piece) {
     // Not initialised: filling it would cost more than converting a short text does.
     std::array<typename Result::value_type, bufferSize> buffer; // NOLINT(*-member-init)
     if (size <= piece) {
@@ -193,6 +195,7 @@ Result convertPieces(const From* text, std::size_t size, std::size_t piece) {
     }
     Result result;
     result.reserve(expectedLength(text, size));
+    platform::adviseHugePages(result.data(), result.capacity() * sizeof(result[0]));
     for (std::size_t done = 0; done < size;) {
         const std::size_t length = pieceEnd(text + done, size - done, piece);
         result.append(buffer.data(), convertPiece(text + done, length, buffer.data()));

@@ -1,27 +1,88 @@
 #include "document/number_text.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 namespace ostra::io::json::tree {
 
 namespace {
 
+constexpr std::size_t longestNumber = 32;
+
 /// The significant digits of a positive double and where its point stands.
 struct Decimal {
-    char digits[20]; // 17 at most
+    char digits[24]; // 17 at most
     int count;
     int point; // digits in front of the decimal point; negative: zeros behind it
 };
 
+/// Takes the zeros off the end of a positive integer.
+/// @return how many there were.
+int stripZeros(std::uint64_t& integer) {
+    int zeros = 0;
+    constexpr struct {
+        std::uint64_t power;
+        int digits;
+    } steps[] = {{100'000'000, 8}, {10'000, 4}, {100, 2}, {10, 1}};
+    for (const auto& [power, digits] : steps) {
+        if (integer % power == 0) {
+            integer /= power;
+            zeros += digits;
+        }
+    }
+    return zeros;
+}
+
+/// The digits of a double that has at most 15 of them, as most doubles in files do.
+///
+/// Of all decimals with up to 15 digits at most one reads back to a given double, so whichever does
+/// is the shortest and the closest at once. The candidate comes from scaling by a power of ten and
+/// rounding; that it reads back is certain where the quotient of two exactly held numbers gives the
+/// double again. This takes a third of the time of the general algorithm.
+///
+/// @return whether there was such a decimal.
+bool shortDecimal(double value, Decimal& decimal) {
+    constexpr int digits = 15;
+    constexpr double tooManyDigits = 1e15;
+    constexpr double powers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                 1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    if (!(value >= 1e-7 && value < tooManyDigits)) {
+        return false;
+    }
+    // Decimal exponent of the power of two below: the right one or one too small.
+    const int binaryExponent = static_cast<int>(std::bit_cast<std::uint64_t>(value) >> 52U) - 1023;
+    const int exponent = static_cast<int>(std::floor(binaryExponent * 0.30103));
+    int scale = digits - 1 - exponent;
+    if (value * powers[scale] >= tooManyDigits - 0.5) {
+        --scale;
+    }
+    const double scaled = std::nearbyint(value * powers[scale]);
+    if (scaled / powers[scale] != value) {
+        return false;
+    }
+    auto integer = static_cast<std::uint64_t>(scaled);
+    scale -= stripZeros(integer);
+    decimal.count = static_cast<int>(
+        std::to_chars(decimal.digits, decimal.digits + sizeof decimal.digits, integer).ptr -
+        decimal.digits);
+    decimal.point = decimal.count - scale;
+    return true;
+}
+
 Decimal shortestDecimal(double value) {
-    char text[longestDouble];
+    Decimal decimal; // NOLINT(cppcoreguidelines-pro-type-member-init): written below
+    if (shortDecimal(value, decimal)) {
+        return decimal;
+    }
+    char text[longestNumber];
     const char* end =
         std::to_chars(text, text + sizeof text, value, std::chars_format::scientific).ptr;
     const char* exponent = std::find(static_cast<const char*>(text), end, 'e');
-    Decimal decimal{};
     decimal.digits[0] = text[0];
     decimal.count = 1;
     if (exponent - text > 2) { // "d.ddd", not "d"
@@ -45,9 +106,7 @@ char* putZeros(char* out, int count) {
     return out + count;
 }
 
-} // namespace
-
-char* writeFinite(char* out, double value) {
+char* putFinite(char* out, double value) {
     constexpr int longestInteger = 21; // digits written before an exponent is used
     constexpr int mostLeadingZeros = 5;
     if (std::signbit(value)) {
@@ -80,6 +139,34 @@ char* writeFinite(char* out, double value) {
     }
     *out++ = 'e';
     return std::to_chars(out, out + 5, point - 1).ptr;
+}
+
+} // namespace
+
+void writeNumber(TextBuffer& out, const rapidjson::Value& number, bool allowNaNInf) {
+    // The order matters: the number 0 of a fresh value carries every flag and is a double.
+    if (number.IsDouble()) {
+        writeDouble(out, number.GetDouble(), allowNaNInf);
+        return;
+    }
+    char* text = out.reserve(longestNumber);
+    char* const limit = text + longestNumber;
+    out.advanceTo(number.IsInt64() ? std::to_chars(text, limit, number.GetInt64()).ptr
+                                   : std::to_chars(text, limit, number.GetUint64()).ptr);
+}
+
+void writeDouble(TextBuffer& out, double value, bool allowNaNInf) {
+    if (std::isfinite(value)) {
+        out.advanceTo(putFinite(out.reserve(longestNumber), value));
+    } else if (!allowNaNInf) {
+        out.append("null", 4);
+    } else if (std::isnan(value)) {
+        out.append("NaN", 3);
+    } else if (value > 0) {
+        out.append("Infinity", 8);
+    } else {
+        out.append("-Infinity", 9);
+    }
 }
 
 } // namespace ostra::io::json::tree

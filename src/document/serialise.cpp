@@ -1,7 +1,8 @@
 #include "document/serialise.hpp"
 
 #include "document/container.hpp"
-#include "document/json_writers.hpp"
+#include "document/number_text.hpp"
+#include "document/string_text.hpp"
 #include "platform/file_io.hpp"
 #include "platform/text_conversion.hpp"
 
@@ -11,80 +12,97 @@ namespace ostra::io::json::tree {
 
 namespace {
 
+/// No white space at all.
+struct CompactLayout {
+    void startEntry(std::size_t /*depth*/) {}
+    void afterColon() {}
+};
+
+/// One element or member a line, as RapidJSON's `PrettyWriter` lays them out.
+class IndentedLayout {
+public:
+    IndentedLayout(TextBuffer& out, const std::string& indent)
+        : out_(out), character_(indent.empty() ? ' ' : indent.front()), count_(indent.size()) {}
+    void startEntry(std::size_t depth) {
+        out_.append('\n');
+        out_.appendRepeated(character_, depth * count_);
+    }
+    void afterColon() { out_.append(' '); }
+
+private:
+    TextBuffer& out_;
+    char character_; // not checked for being white space: callers may want others
+    std::size_t count_;
+};
+
 /// A container that is being written, and how many of its entries are done.
 struct OpenContainer {
     const rapidjson::Value* value;
+    rapidjson::SizeType count;
     rapidjson::SizeType done;
 };
 
-template <class Writer>
-void writeNumber(Writer& writer, const rapidjson::Value& value) {
-    // The order matters: the number 0 of a fresh value carries every flag and is a double.
-    if (value.IsDouble()) {
-        writer.Double(value.GetDouble());
-    } else if (value.IsInt64()) {
-        writer.Int64(value.GetInt64());
-    } else {
-        writer.Uint64(value.GetUint64());
-    }
-}
-
-/// Writes a scalar, or the opening bracket of a container.
-template <class Writer>
-void writeHead(Writer& writer, const rapidjson::Value& value) {
+/// Writes a scalar, an empty container, or the opening bracket of another.
+void writeHead(TextBuffer& out, const rapidjson::Value& value, bool allowNaNInf) {
     switch (value.GetType()) {
     case rapidjson::kNullType:
-        writer.Null();
+        out.append("null", 4);
         break;
     case rapidjson::kFalseType:
-        writer.Bool(false);
+        out.append("false", 5);
         break;
     case rapidjson::kTrueType:
-        writer.Bool(true);
+        out.append("true", 4);
         break;
     case rapidjson::kObjectType:
-        writer.StartObject();
+        out.append("{}", value.ObjectEmpty() ? 2 : 1);
         break;
     case rapidjson::kArrayType:
-        writer.StartArray();
+        out.append("[]", value.Empty() ? 2 : 1);
         break;
     case rapidjson::kStringType:
-        writer.String(value.GetString(), value.GetStringLength());
+        writeString(out, value);
         break;
     case rapidjson::kNumberType:
-        writeNumber(writer, value);
+        writeNumber(out, value, allowNaNInf);
         break;
     }
 }
 
-/// Feeds the writer the events that `Value::Accept` would, without its recursion, which overflows
-/// an 8 MB stack at about 100,000 nested arrays.
-template <class Writer>
-void writeTree(Writer& writer, const rapidjson::Value& root) {
+/// Writes a value and all below it. `Value::Accept` with RapidJSON's writers gives the same text,
+/// but its recursion overflows an 8 MB stack at about 100,000 nested arrays.
+template <class Layout>
+void writeTree(TextBuffer& out, const rapidjson::Value& root, bool allowNaNInf, Layout layout) {
     std::vector<OpenContainer> open;
     const auto write = [&](const rapidjson::Value& value) {
-        writeHead(writer, value);
-        if (isContainer(value)) {
-            open.push_back({&value, 0});
+        writeHead(out, value, allowNaNInf);
+        if (const rapidjson::SizeType count = childCount(value); count != 0) {
+            open.push_back({&value, count, 0});
         }
     };
     write(root);
     while (!open.empty()) {
-        auto& [container, done] = open.back();
-        if (container->IsArray()) {
-            if (done == container->Size()) {
-                writer.EndArray(done);
-                open.pop_back();
-            } else {
-                write((*container)[done++]);
-            }
-        } else if (done == container->MemberCount()) {
-            writer.EndObject(done);
+        auto& [container, count, done] = open.back();
+        const bool isObject = container->IsObject();
+        if (done == count) {
             open.pop_back();
-        } else {
-            const auto& member = memberAt(*container, done++);
-            writer.Key(member.name.GetString(), member.name.GetStringLength());
+            layout.startEntry(open.size());
+            out.append(isObject ? '}' : ']');
+            continue;
+        }
+        if (done != 0) {
+            out.append(',');
+        }
+        layout.startEntry(open.size());
+        const rapidjson::SizeType index = done++;
+        if (isObject) {
+            const auto& member = memberAt(*container, index);
+            writeString(out, member.name);
+            out.append(':');
+            layout.afterColon();
             write(member.value);
+        } else {
+            write((*container)[index]);
         }
     }
 }
@@ -96,12 +114,9 @@ TextBuffer serialise(const rapidjson::Value& value,
     TextBuffer text;
     if (options.prettyPrint) {
         const std::string indent = fl::i18n::ustring_to_utf8(options.indentText);
-        IndentedWriter writer(text, options.allowNaNInf, indent.empty() ? ' ' : indent.front(),
-                              static_cast<unsigned>(indent.size()));
-        writeTree(writer, value);
+        writeTree(text, value, options.allowNaNInf, IndentedLayout(text, indent));
     } else {
-        CompactWriter writer(text, options.allowNaNInf);
-        writeTree(writer, value);
+        writeTree(text, value, options.allowNaNInf, CompactLayout());
     }
     return text;
 }

@@ -7,15 +7,13 @@
 
 namespace ostra::io::json::tree {
 
-/// An output stream for RapidJSON's writers.
+/// Bytes that grow at the end.
 ///
-/// RapidJSON's own `StringBuffer` writes through null where memory runs out, and a small document
-/// can ask for a lot: a million nested arrays, indented, are a terabyte of spaces. This one throws
-/// std::bad_alloc. Its bytes are not copied again before they are converted or written to a file.
+/// Not RapidJSON's `StringBuffer`, which writes through null where memory runs out, and a small
+/// document can ask for a lot: a million nested arrays, indented, are a terabyte of spaces. Not
+/// std::string either, which would zero the memory before we write it.
 class TextBuffer {
 public:
-    using Ch = char; // RapidJSON's stream concept
-
     TextBuffer() = default;
     TextBuffer(TextBuffer&& other) noexcept
         : begin_(other.begin_), end_(other.end_), limit_(other.limit_) {
@@ -52,12 +50,10 @@ public:
         end_ += count;
     }
 
-    void Put(char c) { // NOLINT(readability-identifier-naming): RapidJSON's name
+    void append(char c) {
         *reserve(1) = c;
         ++end_;
     }
-
-    void Flush() {} // NOLINT(readability-identifier-naming): RapidJSON's name
 
 private:
     void grow(std::size_t count);
@@ -65,16 +61,6 @@ private:
     char* begin_ = nullptr;
     char* end_ = nullptr;
     char* limit_ = nullptr;
-
-    friend void PutUnsafe(TextBuffer& buffer, char c) { *buffer.end_++ = c; }
 };
-
-// RapidJSON's writers find these by argument-dependent lookup.
-inline void PutReserve(TextBuffer& buffer, std::size_t count) {
-    buffer.reserve(count);
-}
-inline void PutN(TextBuffer& buffer, char c, std::size_t count) {
-    buffer.appendRepeated(c, count);
-}
 
 } // namespace ostra::io::json::tree
