@@ -1,6 +1,7 @@
 #include "platform/file_io.hpp"
 
 #include "descriptor.hpp"
+#include "platform/huge_pages.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,7 +14,7 @@ namespace {
 
 /// Bytes read at a time: little enough that the zeros which a vector's growth puts there are still
 /// in the cache when the file's bytes replace them. Measured on 100 MB in the page cache: 43 ms
-/// against 46 for one read into a vector resized to the whole; 40 of them are page faults.
+/// against 46 for one read into a vector resized to the whole, and 14 on huge pages.
 ///
 /// Mapping the file instead is no choice: a file that someone truncates meanwhile kills the
 /// process.
@@ -38,6 +39,7 @@ std::vector<char> readall(const std::u16string& path) {
     }
     if (expected > 0) {
         bytes.reserve(expected + 1); // one more byte, so that looking for the end needs no growth
+        platform::adviseHugePages(bytes.data(), bytes.capacity());
     }
     std::size_t have = 0;
     for (;;) {
