@@ -1,5 +1,7 @@
 # Flags for our own targets only, never for consumers.
 function(tviojsontree_flags target)
+    # Calls inside a library stay inside it.
+    target_compile_options(${target} PRIVATE -fno-semantic-interposition)
     if(TVIOJSONTREE_DEVELOPER)
         target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
         if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

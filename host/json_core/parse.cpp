@@ -17,12 +17,9 @@ rapidjson::Document parse_json_document(const std::u16string& sourceName,
                         "malformed UTF-8 at byte value 0x" + hexadecimal(byte, 2));
     }
     rapidjson::Document document;
-    auto generator = [&](rapidjson::Document& events) {
-        DocumentBuilder builder(events);
-        TextReader(sourceName, text, options, builder).read();
-        return true;
-    };
-    document.Populate(generator);
+    ValueBuilder builder(document.GetAllocator(), text.size());
+    TextReader(sourceName, text, options, builder).read();
+    static_cast<rapidjson::Value&>(document) = builder.root();
     return document;
 }
 

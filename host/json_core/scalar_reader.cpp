@@ -3,8 +3,12 @@
 #include "text_reader.hpp"
 #include "utf8.hpp"
 
+#include <emmintrin.h>
+
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 
 namespace ostra::io::json::core {
@@ -48,14 +52,54 @@ bool fitsUint64(std::string_view digits) {
     return digits.size() < largest.size() || (digits.size() == largest.size() && digits <= largest);
 }
 
+/// No power of ten that a double holds exactly reaches this far.
+constexpr int unusualExponent = 10'000;
+
+/// Characters of sign, digits and point that never wrap a 64-bit magnitude.
+constexpr std::ptrdiff_t longestExact = 19;
+
+/// @return the double nearest to `magnitude * 10^exponent` where one operation on two exact doubles
+///         gives it, correctly rounded by IEEE 754; empty where that is not so.
+std::optional<double> exactDouble(std::uint64_t magnitude, int exponent) {
+    constexpr double powers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                 1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    constexpr int largest = static_cast<int>(std::size(powers)) - 1;
+    if (magnitude > std::uint64_t{1} << 53U || exponent < -largest || exponent > largest) {
+        return std::nullopt;
+    }
+    const auto exact = static_cast<double>(magnitude);
+    return exponent < 0 ? exact / powers[-exponent] : exact * powers[exponent];
+}
+
+constexpr std::size_t blockSize = sizeof(__m128i);
+
+/// @return the first byte that may not stand in a string as it is, `end` where there is none.
+inline __attribute__((always_inline)) const char* findSpecial(const char* from, const char* end) {
+    const __m128i lastControl = _mm_set1_epi8(0x1F);
+    for (; end - from >= static_cast<std::ptrdiff_t>(blockSize); from += blockSize) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+        const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl);
+        const __m128i quote = _mm_cmpeq_epi8(block, _mm_set1_epi8('"'));
+        const __m128i backslash = _mm_cmpeq_epi8(block, _mm_set1_epi8('\\'));
+        const auto special = static_cast<unsigned>(
+            _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(control, quote), backslash)));
+        if (special != 0) {
+            return from + std::countr_zero(special);
+        }
+    }
+    return std::find_if_not(from, end, isPlainInString);
+}
+
 } // namespace
 
 void TextReader::readString() {
     const char* const stringBegin = at_++;
     const char* run = at_;
-    at_ = std::find_if_not(at_, end_, isPlainInString);
+    at_ = findSpecial(at_, end_);
     if (atCharacter('"')) { // most strings have no escape: no detour through the scratch text
-        builder_.string({run, static_cast<std::size_t>(at_ - run)});
+        builder_.string({run, static_cast<std::size_t>(at_ - run)},
+                        static_cast<std::size_t>(end_ - run));
         ++at_;
         return;
     }
@@ -74,9 +118,9 @@ void TextReader::readString() {
         }
         readEscape(stringBegin);
         run = at_;
-        at_ = std::find_if_not(at_, end_, isPlainInString);
+        at_ = findSpecial(at_, end_);
     }
-    builder_.string(scratch_);
+    builder_.string(scratch_, scratch_.size());
     ++at_;
 }
 
@@ -144,10 +188,7 @@ void TextReader::readNumber() {
     at_ += negative ? 1 : 0;
     const char* const digits = at_;
     std::uint64_t magnitude = 0;
-    for (; atDigit(); ++at_) {
-        magnitude = magnitude * 10 + static_cast<std::uint64_t>(*at_ - '0'); // wraps when too long
-    }
-    const std::string_view integer(digits, static_cast<std::size_t>(at_ - digits));
+    const std::string_view integer(digits, addDigits(magnitude));
     if (integer.empty()) {
         const char* const wordEnd = std::find_if_not(at_, end_, isWordCharacter);
         if (!readNonFiniteWord({number, static_cast<std::size_t>(wordEnd - number)})) {
@@ -158,29 +199,38 @@ void TextReader::readNumber() {
     if (integer.size() > 1 && integer.front() == '0') {
         fail(number, "number with a leading zero");
     }
-    const std::uint64_t largest = negative ? std::uint64_t{1} << 63U : UINT64_MAX;
-    if (atCharacter('.') || atCharacter('e') || atCharacter('E') || !fitsUint64(integer) ||
-        magnitude > largest) {
-        readFraction(number);
-    } else if (negative) {
+    if (atCharacter('.') || atCharacter('e') || atCharacter('E') || !fitsUint64(integer)) {
+        readFraction(number, magnitude);
+    } else if (!negative) {
+        builder_.integer(magnitude);
+    } else if (magnitude <= std::uint64_t{1} << 63U) {
         builder_.integer(static_cast<std::int64_t>(0 - magnitude));
     } else {
-        builder_.integer(magnitude);
+        readFraction(number, magnitude);
     }
 }
 
 /// After the integer digits of a number that is no 64-bit integer: reads the rest of it.
-void TextReader::readFraction(const char* number) {
+void TextReader::readFraction(const char* number, std::uint64_t magnitude) {
+    int exponent = 0;
     if (atCharacter('.')) {
         ++at_;
-        skipDigits("after the decimal point");
-    }
-    if (atCharacter('e') || atCharacter('E')) {
-        ++at_;
-        if (atCharacter('+') || atCharacter('-')) {
-            ++at_;
+        const std::size_t digits = addDigits(magnitude);
+        if (digits == 0) {
+            failExpected("a digit after the decimal point");
         }
-        skipDigits("in the exponent");
+        exponent = -static_cast<int>(std::min<std::size_t>(digits, unusualExponent));
+    }
+    const char* const mantissaEnd = at_;
+    if (atCharacter('e') || atCharacter('E')) {
+        exponent += readExponent();
+    }
+    const bool negative = *number == '-';
+    if (mantissaEnd - number <= longestExact) {
+        if (const auto value = exactDouble(magnitude, exponent)) {
+            builder_.real(negative ? -*value : *value);
+            return;
+        }
     }
     const auto value = nearestDouble({number, static_cast<std::size_t>(at_ - number)});
     if (!value) {
@@ -189,13 +239,31 @@ void TextReader::readFraction(const char* number) {
     builder_.real(*value);
 }
 
-void TextReader::skipDigits(const char* where) {
-    if (!atDigit()) {
-        failExpected(std::string("a digit ") + where);
+/// Appends the decimal digits that stand here to a number, which wraps when it becomes too long.
+/// @return how many there are.
+std::size_t TextReader::addDigits(std::uint64_t& magnitude) {
+    const char* const begin = at_;
+    for (; atDigit(); ++at_) {
+        magnitude = magnitude * 10 + static_cast<std::uint64_t>(*at_ - '0');
     }
-    while (atDigit()) {
+    return static_cast<std::size_t>(at_ - begin);
+}
+
+/// @return the exponent that stands here, cut off where it is unusually large.
+int TextReader::readExponent() {
+    ++at_;
+    const bool negative = atCharacter('-');
+    if (negative || atCharacter('+')) {
         ++at_;
     }
+    if (!atDigit()) {
+        failExpected("a digit in the exponent");
+    }
+    int exponent = 0;
+    for (; atDigit(); ++at_) {
+        exponent = std::min(exponent * 10 + (*at_ - '0'), unusualExponent);
+    }
+    return negative ? -exponent : exponent;
 }
 
 void TextReader::readWord() {

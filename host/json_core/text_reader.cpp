@@ -22,7 +22,7 @@ std::string describeUnusual(std::string_view text) {
 } // namespace
 
 TextReader::TextReader(const std::u16string& sourceName, std::string_view text,
-                       const ReadJSONDocumentOptions& options, DocumentBuilder& builder)
+                       const ReadJSONDocumentOptions& options, ValueBuilder& builder)
     : sourceName_(sourceName), options_(options), builder_(builder), begin_(text.data()),
       end_(text.data() + text.size()), at_(begin_ + byteOrderMarkSize(text)) {}
 

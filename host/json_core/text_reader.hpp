@@ -3,10 +3,11 @@
 /// The reader of JSON texts: strictly RFC 8259 but for the options, exact, without native
 /// recursion.
 
-#include "document_builder.hpp"
 #include "platform/json_core.hpp"
+#include "value_builder.hpp"
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,7 +31,7 @@ public:
     /// @param sourceName  names the source in errors.
     /// @param text        well-formed UTF-8. Both must outlive the reader.
     TextReader(const std::u16string& sourceName, std::string_view text,
-               const ReadJSONDocumentOptions& options, DocumentBuilder& builder);
+               const ReadJSONDocumentOptions& options, ValueBuilder& builder);
 
     /// Reads the whole text.
     /// @throws JSONParseError  where it is refused.
@@ -57,8 +58,9 @@ private:
     void readEscape(const char* stringBegin);
     char32_t readHexUnit(const char* stringBegin);
     void readNumber();
-    void readFraction(const char* number);
-    void skipDigits(const char* where);
+    void readFraction(const char* number, std::uint64_t magnitude);
+    std::size_t addDigits(std::uint64_t& magnitude);
+    int readExponent();
     void readWord();
     bool readNonFiniteWord(std::string_view word);
 
@@ -82,7 +84,7 @@ private:
 
     const std::u16string& sourceName_;
     const ReadJSONDocumentOptions options_;
-    DocumentBuilder& builder_;
+    ValueBuilder& builder_;
     const char* const begin_;
     const char* const end_;
     const char* at_; // the next byte to read
