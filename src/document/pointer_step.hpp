@@ -4,6 +4,8 @@
 
 #include "platform/json_core.hpp"
 
+#include <cstring>
+
 namespace ostra::io::json::tree {
 
 /// The value that one pointer token selects (RFC 6901, section 4).
@@ -16,12 +18,16 @@ namespace ostra::io::json::tree {
 inline rapidjson::Value* childByToken(rapidjson::Value& value,
                                       const core::JSONPointer::Token& token) {
     switch (value.GetType()) {
-    case rapidjson::kObjectType: {
-        // The constant string only refers to the token's text.
-        const rapidjson::Value key(rapidjson::StringRef(token.name, token.length));
-        const auto member = value.FindMember(key);
-        return member == value.MemberEnd() ? nullptr : &member->value;
-    }
+    case rapidjson::kObjectType:
+        for (auto member = value.MemberBegin(), end = value.MemberEnd(); !(member == end);
+             ++member) {
+            // Not FindMember: it measures the key anew, up to a NUL.
+            if (member->name.GetStringLength() == token.length &&
+                std::memcmp(member->name.GetString(), token.name, token.length) == 0) {
+                return &member->value;
+            }
+        }
+        break;
     case rapidjson::kArrayType:
         return token.index < value.Size() ? &value[token.index] : nullptr;
     case rapidjson::kNullType:
