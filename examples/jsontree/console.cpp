@@ -2,9 +2,11 @@
 
 #include "platform/text_conversion.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cwchar>
 #include <stdexcept>
 #include <system_error>
 
@@ -19,6 +21,20 @@ bool isTrailingSurrogate(char16_t unit) {
 /// The controls are U+0000 to U+001F and U+007F to U+009F.
 bool isControl(char16_t unit) {
     return unit < 0x20 || (unit >= 0x7F && unit <= 0x9F);
+}
+
+/// Columns that the text takes on a terminal.
+std::size_t displayWidth(const std::u16string& text) {
+    std::size_t width = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        wchar_t character = text[i];
+        if (i + 1 < text.size() && isTrailingSurrogate(text[i + 1])) {
+            character = 0x10000 + ((text[i] - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+            ++i;
+        }
+        width += static_cast<std::size_t>(std::max(::wcwidth(character), 0));
+    }
+    return width;
 }
 
 } // namespace
@@ -76,7 +92,7 @@ std::string counted(std::size_t number, const std::string& noun) {
 }
 
 std::string padded(const std::string& utf8, std::size_t width) {
-    const std::size_t length = characterCount(u16(utf8));
+    const std::size_t length = displayWidth(u16(utf8));
     return utf8 + std::string(length < width ? width - length : 0, ' ');
 }
 

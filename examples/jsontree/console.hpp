@@ -26,7 +26,9 @@ std::string grouped(std::size_t number);
 /// @return "1 element", "2,400 elements".
 std::string counted(std::size_t number, const std::string& noun);
 
-/// @return the text filled up with spaces to `width` characters.
+/// @return the text filled up with spaces to `width` columns of a terminal, where an ideograph
+/// takes
+///         two. `LC_CTYPE` must be a UTF-8 locale.
 std::string padded(const std::string& utf8, std::size_t width);
 
 /// Writes to the standard output.

@@ -4,6 +4,7 @@
 #include "console.hpp"
 
 #include <algorithm>
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -71,6 +72,7 @@ int run(const std::vector<std::string>& arguments) {
 int main(int argc, char** argv) {
     // A reader that has seen enough, such as `head`, ends the program without a word.
     std::signal(SIGPIPE, SIG_DFL);
+    std::setlocale(LC_CTYPE, "C.UTF-8");
     try {
         return run(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
     } catch (const std::bad_alloc&) {

@@ -27,20 +27,27 @@ std::string shortest(double number) {
     return {digits.begin(), end};
 }
 
-/// Takes values off the columns of a record in the order of the nodes.
+/// Takes values off the columns of a record in the order of the nodes; objects and arrays, which
+/// have none, show their sizes.
 class ColumnCursor {
 public:
-    explicit ColumnCursor(const NodeVectorData& data) : data_(data) {}
+    ColumnCursor(const NodeVector& nodes, const NodeVectorData& data)
+        : nodes_(nodes), data_(data) {}
 
     std::string next() {
+        const rapidjson::Value& node = *nodes_.nodes[node_];
         const std::uint8_t type = data_.types->data()[node_++];
         switch (type) {
+        case rapidjson::kObjectType:
+            return "object{" + grouped(node.MemberCount()) + "}";
+        case rapidjson::kArrayType:
+            return "array[" + grouped(node.Size()) + "]";
         case rapidjson::kStringType:
             return "\"" + shortened(*data_.strings->get(string_++), shownCharacters) + "\"";
         case rapidjson::kNumberType:
             return nextNumber();
         default:
-            return std::array{"null", "false", "true", "object", "array"}.at(type);
+            return std::array{"null", "false", "true"}.at(type);
         }
     }
 
@@ -56,6 +63,7 @@ private:
         }
     }
 
+    const NodeVector& nodes_;
     const NodeVectorData& data_;
     std::size_t node_ = 0;
     std::size_t string_ = 0;
@@ -82,11 +90,15 @@ std::string joined(const std::vector<std::string>& texts) {
     return result;
 }
 
+void printLine(const std::string& line) {
+    print(line.substr(0, line.find_last_not_of(' ') + 1) + "\n");
+}
+
 } // namespace
 
 std::vector<std::string> valueTexts(const NodeVector& nodes) {
     const NodeVectorData data = nodes.get_data();
-    ColumnCursor cursor(data);
+    ColumnCursor cursor(nodes, data);
     std::vector<std::string> texts(nodes.nodes.size());
     std::generate(texts.begin(), texts.end(), [&] { return cursor.next(); });
     return texts;
@@ -124,24 +136,25 @@ void printColumn(const NodeVector& records, const std::string& selector) {
 void printRecords(const NodeVector& records) {
     const std::vector<std::string> keys = keysOf(records);
     const NodeVector shown = firstNodes(records, shownRecords);
-    constexpr std::size_t cellWidth = shownCharacters + 4;
+    constexpr std::size_t cellWidth = shownCharacters + 3;
 
     print(counted(records.nodes.size(), "record") + ", " + counted(keys.size(), "key") + "\n");
     std::string heading = padded("", shownCharacters);
     for (std::size_t i = 0; i < shown.nodes.size(); ++i) {
-        heading += padded("[" + std::to_string(i) + "]", cellWidth);
+        heading += padded("[" + std::to_string(i) + "]", cellWidth) + " ";
     }
-    print(keys.empty() ? "" : heading + "\n");
+    if (!keys.empty()) {
+        printLine(heading);
+    }
     for (const std::string& key : keys) {
         const auto [found, missed] = shown.get_children(selectorOf(key));
         const std::vector<std::string> texts = valueTexts(found);
         std::string line = padded(shortened(u16(key), shownCharacters - 2), shownCharacters);
         auto text = texts.begin();
         for (std::size_t i = 0; i < missed->size(); ++i) {
-            line += padded(missed->data()[i] ? "-" : *text++, cellWidth);
+            line += padded(missed->data()[i] ? "-" : *text++, cellWidth) + " ";
         }
-        line.resize(line.find_last_not_of(' ') + 1);
-        print(line + "\n");
+        printLine(line);
     }
 }
 

@@ -1,0 +1,134 @@
+#!/usr/bin/env bash
+# Runs the example program as its users do: example_test.sh PROGRAM PROJECT_ROOT
+set -euo pipefail
+program=$1
+root=$2
+stations=$root/data/stations.json
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+failures=0
+
+complain() {
+    echo "FAILED: $*" >&2
+    failures=$((failures + 1))
+}
+
+# prints PATTERN... -- ARGUMENT...: succeeds, silent on stderr, with a line for every pattern.
+prints() {
+    local patterns=() pattern
+    while [ "$1" != -- ]; do
+        patterns+=("$1")
+        shift
+    done
+    shift
+    if ! "$program" "$@" >out 2>err || [ -s err ]; then
+        complain "$*: $(cat err)"
+        return
+    fi
+    for pattern in "${patterns[@]}"; do
+        grep -qxE -- "$pattern" out || complain "$*: no line '$pattern' in: $(head -c 4000 out)"
+    done
+}
+
+# refuses PATTERN ARGUMENT...: status 1, exactly one line on stderr, and it matches.
+refuses() {
+    local pattern=$1 status=0
+    shift
+    "$program" "$@" >out 2>err || status=$?
+    if [ "$status" -ne 1 ] || [ "$(wc -l <err)" -ne 1 ] || ! grep -qxE -- "jsontree: $pattern" err
+    then
+        complain "$*: status $status, stderr: $(cat err)"
+    fi
+}
+
+same() {
+    [ "$1" = "$2" ] || complain "'$1' is not '$2'"
+}
+
+cat >small.json <<'JSON'
+{"a":[1,2.5,null],"rows":[{"x":1,"tags":["p","q"]},{"x":9007199254740993,"y":-9007199254740993},
+{"x":"no number","tags":[],"a/b~":true}],"\u001b[31m":"deep\u0007","d":[[[["bottom"]]]]}
+JSON
+
+# The tree, and what is cut off it.
+prints '.*stations.json: object, 6 members' '.*stations: array, 2,400 elements: 2,400 object' \
+    '.*id: uint64 10807754105756878474' '.*clock_offset_ns: int64 -2256838824645818089' \
+    '.*name: string, 4 characters "부산 2"' '.*└─ … 2,397 more' -- "$stations"
+prints 'small.json: object, 4 members' '.*a: array, 3 elements: 1 null, 2 double' \
+    '.*\\u001B\[31m: string, 5 characters "deep\\u0007"' -- show small.json --depth 1
+! "$program" show small.json --depth 3 | grep bottom >/dev/null || complain "--depth goes too deep"
+prints '.*bottom".*' -- show small.json --depth 5
+prints '.*a/b~: true' -- small.json --select /rows/2
+prints true -- small.json --select '/rows/2/a~1b~0' --compact
+
+# Values as JSON, to the screen and into a file; text comes back byte for byte.
+prints '\[1,2.5,null\]' -- small.json --select /a --compact
+prints '  2.5,' -- small.json --select=/a --pretty
+prints -- small.json --output out.json --pretty
+"$program" small.json --compact >direct.json
+"$program" out.json --compact >again.json
+cmp direct.json again.json || complain "a pretty file reads back as something else"
+printf '[1, // one\n NaN,]' >loose.json
+refuses "loose.json:1:5: .*" loose.json
+prints '\[1,NaN\]' -- --allow-comments --allow-nan --allow-trailing-commas loose.json --compact
+
+# Copies by lists.
+prints '.*37,317 levels, .*' 'The copy equals the original in all 177,270 values; .*' \
+    'A copy of the copy is byte for byte the copy.' -- copy "$stations" --output copy.json
+prints '.* 0 integers that .*' -- copy copy.json
+prints '.*' -- copy loose.json --allow-comments --allow-nan --allow-trailing-commas
+
+# Columns: hits and misses, mixed types, edits.
+prints 'small.json /rows: 3 records, 4 keys' 'x +double 1 +uint64 9007199254740993 +"no number"' \
+    'y +- +int64 -9007199254740993 +-' 'a/b~ +- +- +true' \
+    '/tags: 2 found, 1 missing: array\[2\], array\[0\]' '/tags/1: 1 found, 2 missing: "q"' \
+    -- columns small.json --records /rows --column /tags --column /tags/1
+prints 'scaled 2 numbers' '/labels: 2 arrays with 2 elements in all' 'keys: X, labels, y, a/b~' \
+    'resized to 1 element each: 2 arrays with 2 elements in all' \
+    -- columns small.json --records /rows --set scale:/x=0.5 --set rename:x=X,tags=labels \
+    --set resize:/labels=1 --output edited.json
+same "$("$program" edited.json --select /rows --compact)" \
+    '[{"X":0.5,"labels":["p"]},{"X":4503599627370496.0,"y":-9007199254740993},{"X":"no number","labels":[null],"a/b~":true}]'
+same "$("$program" edited.json --select /d --compact)" '[[[["bottom"]]]]'
+prints '.* /position/depth_m: .*|/position/depth_m: 2,[0-9]+ found, [0-9]+ missing: double 1712, .*' \
+    -- columns "$stations" --records /stations --column /position/depth_m
+
+# Whatever is wrong: one line, status 1, and no file harmed.
+printf '{"a":1,\n"b":}' >bad.json
+refuses "bad.json:2:5: .*" bad.json
+refuses ".*missing.json.*: No such file or directory" missing.json
+refuses ".*: Is a directory" .
+refuses ".*two.u000Alines.json.*: No such file or directory" $'two\nlines.json'
+refuses "nothing in the document at '/rows/9'" small.json --select /rows/9
+refuses "'rows' is no JSON Pointer .*" small.json --select rows
+refuses "unknown option '--frobnicate'; see --help" small.json --frobnicate
+refuses "option '--select' lacks its value" small.json --select
+refuses "--depth takes a whole number .*" small.json --depth -1
+refuses "either --pretty or --compact" small.json --pretty --compact
+refuses "which FILE.*"
+refuses "one FILE at a time: .*" small.json small.json
+refuses ".*/dev/full.*: No space left on device" small.json --output /dev/full
+refuses ".*no/such/folder.*" copy small.json --output no/such/folder/x.json
+refuses ".*which --records.*" columns small.json
+refuses "nothing in the document at '/none'" columns small.json --records /none
+refuses "no array of records at '/rows/0/x'" columns small.json --records /rows/0/x
+refuses '.*no JSON Pointer: "rows".*' columns small.json --records rows
+refuses '.*no JSON Pointer: "x".*' columns small.json --records /rows --column x
+refuses "--set: 'grow:/x=2' is no .*" columns small.json --records /rows --set grow:/x=2
+refuses "--set scale: takes a number, not 'much'" columns small.json --records /rows --set scale:/x=much
+refuses ".*leaves the range of a double" columns small.json --records /rows --set scale:/x=1e300 \
+    --set scale:/x=1e300 --output edited.json
+refuses ".*more children than memory can hold" columns small.json --records /rows \
+    --set resize:/tags=18446744073709551615 --output edited.json
+same "$("$program" edited.json --select /rows/0 --compact)" '{"X":0.5,"labels":["p"]}'
+
+# A reader that leaves early is no error worth a word.
+{ "$program" "$stations" --pretty 2>err || true; } | head -n 1 >/dev/null
+[ ! -s err ] || complain "a broken pipe says: $(cat err)"
+status=0
+"$program" small.json >/dev/full 2>err || status=$?
+same "$status $(cat err)" "1 jsontree: cannot write to the standard output: No space left on device"
+
+prints '.*--records POINTER.*' -- --help
+exit $((failures > 0))
