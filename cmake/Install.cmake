@@ -13,6 +13,10 @@ foreach(target IN LISTS installed_targets)
         set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
     endif()
 endforeach()
+if(TVIOJSONTREE_HOST_PREFIX)
+    # In the host's process its libraries are loaded already; a program without it finds them here.
+    set_target_properties(tviojsontree PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
+endif()
 
 install(TARGETS ${installed_targets} EXPORT tviojsontreeTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
