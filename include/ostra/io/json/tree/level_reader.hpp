@@ -205,8 +205,10 @@ public:
 private:
     struct FromText {};
     struct FromFile {};
-    LevelReader(FromText, const std::u16string& text, const core::ReadJSONDocumentOptions& options);
-    LevelReader(FromFile, const std::u16string& path, const core::ReadJSONDocumentOptions& options);
+    TVIOJSONTREE_LOCAL LevelReader(FromText, const std::u16string& text,
+                                   const core::ReadJSONDocumentOptions& options);
+    TVIOJSONTREE_LOCAL LevelReader(FromFile, const std::u16string& path,
+                                   const core::ReadJSONDocumentOptions& options);
 
     DOM dom;
     rapidjson::Value* current;
