@@ -3,7 +3,6 @@
 #include "platform/text_conversion.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cwchar>
@@ -51,9 +50,10 @@ std::string printable(const std::string& utf8) {
     std::u16string result;
     for (const char16_t unit : u16(utf8)) {
         if (isControl(unit)) {
-            std::array<char, 8> escape{};
-            std::snprintf(escape.data(), escape.size(), "\\u%04X", static_cast<unsigned>(unit));
-            result.append(escape.begin(), escape.begin() + 6);
+            result += u"\\u";
+            for (int shift = 12; shift >= 0; shift -= 4) {
+                result.push_back(u"0123456789ABCDEF"[(unit >> shift) & 0xF]);
+            }
         } else {
             result.push_back(unit);
         }

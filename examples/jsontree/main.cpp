@@ -6,13 +6,14 @@
 #include <algorithm>
 #include <clocale>
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <functional>
+#include <iostream>
 #include <map>
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -71,14 +72,15 @@ int run(const std::vector<std::string>& arguments) {
 
 int main(int argc, char** argv) {
     // A reader that has seen enough, such as `head`, ends the program without a word.
-    std::signal(SIGPIPE, SIG_DFL);
-    std::setlocale(LC_CTYPE, "C.UTF-8");
+    std::ignore = std::signal(SIGPIPE, SIG_DFL);
+    // For the widths of characters. NOLINTNEXTLINE(concurrency-mt-unsafe): the only thread so far.
+    std::ignore = std::setlocale(LC_CTYPE, "C.UTF-8");
     try {
         return run(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
     } catch (const std::bad_alloc&) {
-        std::fputs("jsontree: not enough memory\n", stderr);
+        std::cerr << "jsontree: not enough memory\n";
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "jsontree: %s\n", example::printable(error.what()).c_str());
+        std::cerr << "jsontree: " << example::printable(error.what()) << '\n';
     }
     return 1;
 }

@@ -114,7 +114,9 @@ void printTree(LevelReader& at, const std::string& title, std::size_t depth) {
                                      ? "[" + std::to_string(child) + "]"
                                      : shortened(level.names[child], shownCharacters);
         at.cd(child);
-        print(indent + (last ? "└─ " : "├─ ") + name + ": " + description(at) + "\n");
+        std::string line = indent;
+        line.append(last ? "└─ " : "├─ ").append(name).append(": ").append(description(at));
+        print(line.append("\n"));
         if (path.size() < depth) {
             indent += last ? "   " : "│  ";
             path.push_back(openLevel(at));
