@@ -62,17 +62,17 @@ std::string records(std::size_t count) {
         text += R"({"id": )" + std::to_string(9007199254740993U + 2 * i);
         text += R"(, "seq": )" + std::to_string(i);
         text += R"(, "name": "station-)" + std::to_string(source.below(100'000)) + "\"";
-        text += R"(, "pos": {"x": )" + number(source.between(-180, 180), 9);
-        text += R"(, "y": )" + number(source.between(-90, 90), 9);
-        if (!source.oneIn(16)) {
-            text += R"(, "depth": )" + number(source.between(0, 6000), 2);
-        }
-        text += R"(}, "tags": [)";
+        text += R"(, "tags": [)";
         const std::uint64_t tagCount = source.below(4);
         for (std::uint64_t t = 0; t < tagCount; ++t) {
             text += (t == 0 ? "\"" : ", \"") + std::string(source.of(tags)) + "\"";
         }
-        text += R"(], "quality": )" + std::to_string(source.below(5));
+        text += R"(], "pos": {"x": )" + number(source.between(-180, 180), 9);
+        text += R"(, "y": )" + number(source.between(-90, 90), 9);
+        if (!source.oneIn(16)) {
+            text += R"(, "depth": )" + number(source.between(0, 6000), 2);
+        }
+        text += R"(}, "quality": )" + std::to_string(source.below(5));
         text += source.oneIn(2) ? R"(, "valid": true)" : R"(, "valid": false)";
         if (!source.oneIn(8)) {
             text += R"(, "remark": )" + std::string(source.oneIn(3) ? "null" : "\"as measured\"");

@@ -5,7 +5,6 @@
 #include <ostra/io/json/tree/node_vector.hpp>
 
 #include <algorithm>
-#include <array>
 #include <stdexcept>
 
 namespace ostra::io::json::tree {
@@ -65,22 +64,14 @@ Leaves flatten(const core::JSONPointer& selector, std::span<rapidjson::Value* co
                std::uint64_t* counts) {
     Leaves leaves;
     std::vector<Rest> open;
-    std::array<rapidjson::Value*, walkBatch> found{};
-    for (std::size_t begin = 0; begin < nodes.size(); begin += walkBatch) {
-        const std::size_t count = std::min(walkBatch, nodes.size() - begin);
-        walkSelector(selector, nodes.subspan(begin, count), found.data());
-        for (std::size_t i = 0; i < count; ++i) {
-            if (found[i] != nullptr) {
-                prefetchChildren(*found[i]);
-            }
+    std::vector<rapidjson::Value*> found(nodes.size());
+    walkSelector(selector, nodes, found.data());
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        const std::size_t before = leaves.size();
+        if (found[i] != nullptr) {
+            collectLeaves(*found[i], leaves, open);
         }
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::size_t before = leaves.size();
-            if (found[i] != nullptr) {
-                collectLeaves(*found[i], leaves, open);
-            }
-            counts[begin + i] = wrappedCount(leaves.size() - before);
-        }
+        counts[i] = wrappedCount(leaves.size() - before);
     }
     return leaves;
 }

@@ -1,5 +1,7 @@
 #include "node_vector/pool_pieces.hpp"
 
+#include "platform/huge_pages.hpp"
+
 #include <cstdint>
 #include <new>
 #include <stdexcept>
@@ -20,31 +22,48 @@ std::size_t addSizes(std::size_t a, std::size_t b) {
     return sum;
 }
 
+/// Bytes to take for a piece.
+std::size_t pieceSize(std::size_t payload) {
+    constexpr std::size_t alignment = 8;
+    return payload == 0 ? 0 : addSizes(payload, headerSize + alignment - 1) & ~(alignment - 1);
+}
+
+char* takeBlock(Pool& pool, std::size_t size) {
+    // The pool adds its own header to what is asked for, unchecked.
+    void* const block = size <= PTRDIFF_MAX - headerSize ? pool.Malloc(size) : nullptr;
+    if (block == nullptr && size != 0) {
+        throw std::bad_alloc();
+    }
+    platform::adviseHugePages(block, size);
+    return static_cast<char*>(block);
+}
+
 } // namespace
 
 PoolPieces::PoolPieces(Pool& pool, const std::vector<std::size_t>& payloads) {
+    // From here on it is one block: the kernel can refuse at once what it could not back, where one
+    // piece after another would be granted until the process is killed for using them.
+    constexpr std::size_t alwaysOneBlock = std::size_t{256} << 20U;
     std::size_t total = 0;
     for (const std::size_t payload : payloads) {
-        total = addSizes(total, addSizes(allocationSize(payload), headerSize));
+        total = addSizes(total, pieceSize(payload));
     }
-    begins_.reserve(payloads.size() + 1);
-    // The pool adds its own header to what is asked for, unchecked.
-    if (total > PTRDIFF_MAX - headerSize) {
-        throw std::bad_alloc();
-    }
-    char* begin = static_cast<char*>(pool.Malloc(total));
-    if (begin == nullptr && total != 0) {
-        throw std::bad_alloc();
-    }
-    begins_.push_back(begin);
+    pieces_.reserve(payloads.size());
+    char* rest = total >= alwaysOneBlock ? takeBlock(pool, total) : nullptr;
     for (const std::size_t payload : payloads) {
-        begins_.push_back(begins_.back() + allocationSize(payload) + headerSize);
+        const std::size_t size = pieceSize(payload);
+        if (total >= alwaysOneBlock) {
+            pieces_.push_back({rest, size});
+            rest += size;
+        } else {
+            pieces_.push_back({takeBlock(pool, size), size});
+        }
     }
 }
 
 Pool PoolPieces::piece(std::size_t k) const {
-    const auto size = static_cast<std::size_t>(begins_[k + 1] - begins_[k]);
-    return Pool(begins_[k], size);
+    const auto [begin, size] = pieces_[k];
+    return size == 0 ? Pool() : Pool(begin, size);
 }
 
 } // namespace ostra::io::json::tree

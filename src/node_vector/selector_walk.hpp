@@ -9,33 +9,37 @@
 
 namespace ostra::io::json::tree {
 
-/// Nodes that are walked side by side: enough for their cache misses to overlap, few enough for
-/// what is fetched to stay in the first-level cache.
-constexpr std::size_t walkBatch = 32;
+/// Fetches, ahead of their use, the children of nodes that are visited in order.
+///
+/// Documents lie in memory in the order of their text, each container's children together with what
+/// is nested in them, so the children of neighbouring nodes are one stretch of memory. Asked for
+/// line by line from end to end, it arrives at the full bandwidth of memory; the lines that are
+/// needed alone, in the order they are needed, arrive at a third of it. On half a million records a
+/// lookup takes 16 ns a node on one thread with this, 33 ns without, and 37 ns with the needed
+/// lines fetched alone. Nodes that are scattered get their first lines fetched one by one.
+class ChildPrefetcher {
+public:
+    explicit ChildPrefetcher(std::span<rapidjson::Value* const> nodes) : nodes_(nodes) {}
 
-/// Asks for the storage of a value's children, which is about to be read.
-inline void prefetchChildren(const rapidjson::Value& value) {
-    constexpr std::size_t line = 64;
-    constexpr std::size_t lines = 4;
-    const char* storage = nullptr;
-    std::size_t size = 0;
-    if (value.IsObject()) {
-        storage = reinterpret_cast<const char*>(&*value.MemberBegin());
-        size = value.MemberCount() * sizeof(rapidjson::Value::Member);
-    } else if (value.IsArray()) {
-        storage = reinterpret_cast<const char*>(value.Begin());
-        size = value.Size() * sizeof(rapidjson::Value);
+    /// To be called before node `index` is visited, for 0, 1, 2, ... in turn.
+    void advanceTo(std::size_t index) {
+        if (index % batch == 0) {
+            fetchBatch(index + batch);
+        }
     }
-    for (std::size_t offset = 0; offset < size && offset < lines * line; offset += line) {
-        __builtin_prefetch(storage + offset);
-    }
-}
+
+private:
+    static constexpr std::size_t batch = 8;
+
+    void fetchBatch(std::size_t begin);
+
+    std::span<rapidjson::Value* const> nodes_;
+    const char* fetched_ = nullptr; // the end of the last stretch
+};
 
 /// Resolves a selector against every node.
 ///
-/// The result is that of `childByToken` token by token. A lookup over many nodes is bound by the
-/// latency of memory, so the nodes are walked in batches, a token at a time, and what the next step
-/// of each needs is asked for before any of them takes it.
+/// The result is that of `childByToken` token by token.
 ///
 /// @param selector  valid; shared by all nodes.
 /// @param nodes     where to start, none null.

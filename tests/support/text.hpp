@@ -34,6 +34,13 @@ inline std::string textOf(const tree::DOM& dom, const WriteOptions& options = {}
     return u8(tree::write_string(dom, options));
 }
 
+/// The text of a value that lies somewhere in a document.
+inline std::string textOf(const rapidjson::Value& value) {
+    tree::DOM dom;
+    static_cast<rapidjson::Value&>(dom.document).CopyFrom(value, dom.document.GetAllocator());
+    return textOf(dom);
+}
+
 inline std::string textOf(const tree::LevelReader& at, const WriteOptions& options = {}) {
     return u8(at.writeString(options));
 }
