@@ -14,13 +14,6 @@ namespace {
 
 const auto isNumber = [](const rapidjson::Value& value) { return value.IsNumber(); };
 
-LevelReader::NumberType numberType(const rapidjson::Value& number) {
-    if (isLosslessDouble(number)) {
-        return LevelReader::Double;
-    }
-    return number.IsUint64() ? LevelReader::Uint64 : LevelReader::Int64;
-}
-
 /// A number of the given class. The most negative integer would be the obvious one for `Int64`, but
 /// a double holds it exactly.
 rapidjson::Value placeholder(LevelReader::NumberType type) {
@@ -57,7 +50,7 @@ void LevelReader::setValueTypes(const std::vector<rapidjson::Type>& types) {
 }
 
 std::vector<LevelReader::NumberType> LevelReader::listNumberTypes() const {
-    return listValues<NumberType>(*current, numberType, isNumber);
+    return listValues<NumberType>(*current, numberClass, isNumber);
 }
 
 void LevelReader::setNumberTypes(const std::vector<NumberType>& types) {

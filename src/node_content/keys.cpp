@@ -1,0 +1,117 @@
+#include "node_content/key_pattern.hpp"
+#include "node_content/key_union.hpp"
+#include "node_content/visit_nodes.hpp"
+#include "node_vector/distinct_nodes.hpp"
+#include "node_vector/parallel_loop.hpp"
+#include "node_vector/pool_pieces.hpp"
+#include "platform/text_conversion.hpp"
+
+#include <ostra/io/json/tree/node_vector.hpp>
+
+#include <array>
+#include <numeric>
+#include <stdexcept>
+
+namespace ostra::io::json::tree {
+
+namespace {
+
+/// Asks for the names of an object, which are about to be read.
+void prefetchNames(const rapidjson::Value& node) {
+    constexpr std::size_t line = 64;
+    constexpr std::size_t most = 8 * line; // what follows, the processor fetches by itself
+    if (!node.IsObject()) {
+        return;
+    }
+    const char* members = reinterpret_cast<const char*>(&*node.MemberBegin());
+    const std::size_t size = node.MemberCount() * sizeof(rapidjson::Value::Member);
+    for (std::size_t offset = 0; offset < std::min(size, most); offset += line) {
+        __builtin_prefetch(members + offset);
+    }
+}
+
+/// Nodes are handed out to threads in chunks whose objects share one stretch of memory.
+constexpr std::size_t chunkSize = 1024;
+
+/// How many objects stand before each chunk; at the end, how many there are.
+std::vector<std::size_t> objectsBeforeChunks(std::span<rapidjson::Value* const> nodes) {
+    std::vector<std::size_t> before((nodes.size() + chunkSize - 1) / chunkSize + 1);
+    parallelLoop(before.size() - 1, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t c = begin; c < end; ++c) {
+            const auto rest = nodes.subspan(c * chunkSize);
+            const auto chunk = rest.first(std::min(chunkSize, rest.size()));
+            std::size_t objects = 0;
+            visitNodes<Access::ReadType>(chunk, [&](const rapidjson::Value& node, std::size_t) {
+                objects += node.IsObject() ? 1 : 0;
+            });
+            before[c + 1] = objects;
+        }
+    });
+    std::partial_sum(before.begin(), before.end(), before.begin());
+    return before;
+}
+
+/// Memory for `count` blocks of `size` bytes each.
+/// @throws std::length_error, std::bad_alloc  the pool gives nothing then.
+char* takeBlocks(Pool& pool, std::size_t count, std::size_t size) {
+    std::size_t bytes = 0;
+    if (__builtin_mul_overflow(count, size, &bytes)) {
+        throw std::length_error("more members than memory can hold");
+    }
+    if (bytes == 0) {
+        return nullptr;
+    }
+    return static_cast<char*>(PoolPieces(pool, {bytes}).piece(0).Malloc(bytes));
+}
+
+} // namespace
+
+StringArray NodeVector::get_keys() const {
+    constexpr std::size_t distance = 4;
+    const bool hasFirst = !nodes.empty() && nodes.front()->IsObject();
+    KeyUnion keys(hasFirst ? nodes.front()->MemberCount() : 0);
+    visitNodes<Access::Read>(nodes, [&](const rapidjson::Value& node, std::size_t i) {
+        if (nodes.size() - i > distance) {
+            prefetchNames(*nodes[i + distance]);
+        }
+        if (node.IsObject()) {
+            keys.add(node);
+        }
+    });
+    const std::array<std::size_t, 2> dims = {keys.names().size(), 1};
+    StringArray result = Tarvel::String::make_String(dims.size(), dims.data());
+    for (std::size_t k = 0; k < keys.names().size(); ++k) {
+        const std::string_view name = keys.names()[k];
+        result->set(k, fl::i18n::utf8_to_ustring(name.data(), name.size()));
+    }
+    return result;
+}
+
+void NodeVector::set_keys(const Tarvel::String::String& keys) {
+    const KeyPattern pattern(keys);
+    const std::vector<std::size_t> before = objectsBeforeChunks(nodes);
+    if (before.back() == 0) {
+        return;
+    }
+    char* const blocks = takeBlocks(dom->document.GetAllocator(), before.back(), pattern.size());
+    const auto copy = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t c = begin; c < end; ++c) {
+            const auto rest = std::span(nodes).subspan(c * chunkSize);
+            const auto chunk = rest.first(std::min(chunkSize, rest.size()));
+            char* storage = blocks + before[c] * pattern.size();
+            visitNodes<Access::Write>(chunk, [&](rapidjson::Value& node, std::size_t) {
+                if (node.IsObject()) {
+                    pattern.copyTo(node, storage);
+                    storage += pattern.size();
+                }
+            });
+        }
+    };
+    if (provablyDistinct(nodes)) {
+        parallelLoop(before.size() - 1, copy);
+    } else {
+        copy(0, before.size() - 1);
+    }
+}
+
+} // namespace ostra::io::json::tree

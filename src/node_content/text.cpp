@@ -1,6 +1,10 @@
 #include "node_content/text.hpp"
 
+#include "document/raw_value.hpp"
 #include "platform/text_conversion.hpp"
+
+#include <cstring>
+#include <new>
 
 namespace ostra::io::json::tree {
 
@@ -10,7 +14,18 @@ std::u16string toUString(const rapidjson::Value& value) {
 
 rapidjson::Value makeStringValue(const std::u16string& text, rapidjson::Document& document) {
     const std::string utf8 = fl::i18n::ustring_to_utf8(text);
-    return {utf8.data(), utf8.size(), document.GetAllocator()};
+    if (utf8.size() <= RawValue::longestInline) {
+        return {utf8.data(), utf8.size(), document.GetAllocator()};
+    }
+    // Not RapidJSON's own copy: it writes through null where the pool has no memory.
+    void* const bytes = document.GetAllocator().Malloc(utf8.size() + 1);
+    if (bytes == nullptr) {
+        throw std::bad_alloc();
+    }
+    std::memcpy(bytes, utf8.c_str(), utf8.size() + 1);
+    rapidjson::Value value;
+    RawValue::setString(value, static_cast<const char*>(bytes), utf8.size());
+    return value;
 }
 
 } // namespace ostra::io::json::tree

@@ -1,0 +1,61 @@
+#include "node_content/columns.hpp"
+#include "node_content/type_code.hpp"
+#include "node_content/type_codes.hpp"
+#include "node_content/visit_nodes.hpp"
+#include "node_vector/distinct_nodes.hpp"
+#include "node_vector/parallel_loop.hpp"
+
+#include <ostra/io/json/tree/node_vector.hpp>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace ostra::io::json::tree {
+
+std::span<const std::uint8_t> usedTypeCodes(const NumericArray<std::uint8_t>& types,
+                                            std::size_t nodeCount) {
+    if (types == nullptr) {
+        throw std::invalid_argument("types: no array");
+    }
+    const std::span<const std::uint8_t> codes(types->data(), std::min(types->size(), nodeCount));
+    std::uint8_t highest = 0;
+    for (const std::uint8_t code : codes) { // no early end: a loop that runs through is vectorised
+        highest = std::max(highest, code);
+    }
+    if (highest > rapidjson::kNumberType) {
+        for (std::size_t i = 0; i < codes.size(); ++i) {
+            requireTypeCode(codes[i], i);
+        }
+    }
+    return codes;
+}
+
+NumericArray<std::uint8_t> NodeVector::get_types() const {
+    NumericArray<std::uint8_t> types = makeColumn<std::uint8_t>(nodes.size());
+    parallelLoop(nodes.size(), [&](std::size_t begin, std::size_t end) {
+        const auto some = std::span(nodes).subspan(begin, end - begin);
+        std::uint8_t* const codes = types->data() + begin;
+        visitNodes<Access::ReadType>(some, [&](const rapidjson::Value& node, std::size_t i) {
+            codes[i] = static_cast<std::uint8_t>(node.GetType());
+        });
+    });
+    return types;
+}
+
+void NodeVector::set_types(const NumericArray<std::uint8_t>& types) {
+    const std::span<const std::uint8_t> codes = usedTypeCodes(types, nodes.size());
+    const auto reset = [&](std::size_t begin, std::size_t end) {
+        const auto some = std::span(nodes).subspan(begin, end - begin);
+        const std::uint8_t* const someCodes = codes.data() + begin;
+        visitNodes<Access::Write>(some, [&](rapidjson::Value& node, std::size_t i) {
+            node = rapidjson::Value(static_cast<rapidjson::Type>(someCodes[i]));
+        });
+    };
+    if (provablyDistinct(std::span(nodes).first(codes.size()))) {
+        parallelLoop(codes.size(), reset);
+    } else {
+        reset(0, codes.size()); // the last code of a node that stands here twice wins
+    }
+}
+
+} // namespace ostra::io::json::tree

@@ -1,0 +1,63 @@
+#include "node_content/key_pattern.hpp"
+
+#include "document/errors.hpp"
+#include "document/raw_value.hpp"
+#include "platform/text_conversion.hpp"
+
+#include <cstring>
+#include <new>
+
+namespace ostra::io::json::tree {
+
+namespace {
+
+std::string requireName(const Tarvel::String::String& keys, std::size_t i) {
+    const std::u16string* name = keys.get(i);
+    if (name == nullptr) {
+        throwError(OSTRA::string::MissingNotSupported());
+    }
+    return fl::i18n::ustring_to_utf8(*name);
+}
+
+constexpr std::size_t wordsFor(std::size_t bytes) {
+    return (bytes + sizeof(std::size_t) - 1) / sizeof(std::size_t);
+}
+
+} // namespace
+
+KeyPattern::KeyPattern(const Tarvel::String::String& keys) : memberCount_(keys.size()) {
+    static_assert(alignof(Member) <= alignof(Word) && sizeof(Member) % sizeof(Word) == 0);
+    block_.resize(memberCount_ * (sizeof(Member) / sizeof(Word)));
+    rapidjson::Document::AllocatorType unused; // a name held inside its value takes no memory
+    for (std::size_t i = 0; i < memberCount_; ++i) {
+        const std::string name = requireName(keys, i);
+        rapidjson::Value inlineName;
+        if (name.size() <= RawValue::longestInline) {
+            inlineName.SetString(name.data(), name.size(), unused);
+        } else {
+            longNames_.push_back({i, block_.size() * sizeof(Word), name.size()});
+            block_.resize(block_.size() + wordsFor(name.size() + 1));
+            std::memcpy(reinterpret_cast<char*>(block_.data()) + longNames_.back().offset,
+                        name.c_str(), name.size() + 1);
+        }
+        const rapidjson::Value null;
+        char* const member = reinterpret_cast<char*>(block_.data()) + i * sizeof(Member);
+        std::memcpy(member + offsetof(Member, name), &inlineName, sizeof inlineName);
+        std::memcpy(member + offsetof(Member, value), &null, sizeof null);
+    }
+}
+
+void KeyPattern::copyTo(rapidjson::Value& node, char* storage) const {
+    if (memberCount_ == 0) {
+        node = rapidjson::Value(rapidjson::kObjectType);
+        return;
+    }
+    std::memcpy(storage, block_.data(), size());
+    auto* const members = reinterpret_cast<Member*>(storage);
+    for (const LongName& name : longNames_) {
+        RawValue::setString(members[name.member].name, storage + name.offset, name.length);
+    }
+    RawValue::setObject(node, members, memberCount_);
+}
+
+} // namespace ostra::io::json::tree

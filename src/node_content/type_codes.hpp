@@ -1,0 +1,20 @@
+#pragma once
+
+/// A column of type codes for a list of nodes.
+
+#include <ostra/io/json/tree/node_vector_data.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace ostra::io::json::tree {
+
+/// The codes that `set_types` would use: those of a node each, all checked.
+/// @param types  any shape; codes past `nodeCount` are not looked at.
+/// @throws std::invalid_argument  where the handle is null.
+/// @throws std::out_of_range      for a code outside 0 to 6, naming code and position.
+std::span<const std::uint8_t> usedTypeCodes(const NumericArray<std::uint8_t>& types,
+                                            std::size_t nodeCount);
+
+} // namespace ostra::io::json::tree
