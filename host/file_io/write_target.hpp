@@ -10,20 +10,20 @@
 
 namespace ostra::io::common::file::detail {
 
-    struct WriteTarget {
-        std::filesystem::path path;        ///< absolute; its last component is no symbolic link
-        std::optional<struct stat> status; ///< of what stands there; empty where nothing does
-        std::optional<int> descriptor;     ///< where the path names an open file of this process
-    };
+struct WriteTarget {
+    std::filesystem::path path;        ///< absolute; its last component is no symbolic link
+    std::optional<struct stat> status; ///< of what stands there; empty where nothing does
+    std::optional<int> descriptor;     ///< where the path names an open file of this process
+};
 
-    /// Follows the symbolic links of a path by hand: a file is replaced where it lies, not the link
-    /// to it, and a link may lead to a file that is still to be made.
-    ///
-    /// A path like /dev/stdout is such a chain too, and ends in a descriptor of this process.
-    /// Following it further would find the file that the output was sent to, and replacing that one
-    /// would take it away from whoever else writes to it.
-    ///
-    /// @throws std::system_error  where the path leads nowhere, or to a folder.
-    WriteTarget findWriteTarget(const Attempt& attempt);
+/// Follows the symbolic links of a path by hand: a file is replaced where it lies, not the link
+/// to it, and a link may lead to a file that is still to be made.
+///
+/// A path like /dev/stdout is such a chain too, and ends in a descriptor of this process.
+/// Following it further would find the file that the output was sent to, and replacing that one
+/// would take it away from whoever else writes to it.
+///
+/// @throws std::system_error  where the path leads nowhere, or to a folder.
+WriteTarget findWriteTarget(const Attempt& attempt);
 
-} // namespace ostra::io::common::file::detail__attribute__((visibility("hidden")))
+} // namespace ostra::io::common::file::detail
