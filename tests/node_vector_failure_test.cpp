@@ -21,7 +21,7 @@ namespace ostra::io::json::core {
 
 __attribute__((visibility("default"))) rapidjson::Value* resolve_node_name(rapidjson::Value& node,
                                                                            const std::string&) {
-    if (--callsLeft == 0) {
+    if (--callsLeft <= 0) { // also in the other threads
         throw std::runtime_error("the host failed");
     }
     return &node;

@@ -29,8 +29,8 @@ Survey survey(Nodes nodes, std::size_t count) {
     constexpr std::size_t nodesPerRun = 8; // shorter runs on average: sorting them costs too much
     constexpr std::size_t fewRuns = 16;
     Survey result;
-    visitNodes<Access::Read>(nodes, [&](std::size_t i) {
-        const rapidjson::Value* node = nodes[i];
+    visitNodes<Access::Read>(nodes, [&](const rapidjson::Value& value, std::size_t /*i*/) {
+        const rapidjson::Value* const node = &value;
         const bool moves = grows(*node, count) && node->Capacity() < count;
         result.moving += moves ? 1 : 0;
         if (result.tooScattered) {
@@ -90,11 +90,11 @@ void resize(rapidjson::Value& node, std::size_t count, Pool& pool) {
 
 void resizeAll(Nodes nodes, std::size_t count, Pool pool) {
     constexpr std::size_t distance = 8; // less than that of the visit: the node itself is there
-    visitNodes<Access::Write>(nodes, [&](std::size_t i) {
+    visitNodes<Access::Write>(nodes, [&](rapidjson::Value& node, std::size_t i) {
         if (nodes.size() - i > distance && nodes[i + distance]->IsArray()) {
             __builtin_prefetch(nodes[i + distance]->Begin());
         }
-        resize(*nodes[i], count, pool);
+        resize(node, count, pool);
     });
 }
 
