@@ -193,7 +193,8 @@ std::string digitsOf(const std::string& text) {
 /// The digits of the shortest and closest decimal, by the standard library's general algorithm.
 std::string closestDigits(double value) {
     char text[64];
-    return digitsOf({text, std::to_chars(text, text + sizeof text, value).ptr});
+    return digitsOf(
+        {text, std::to_chars(text, text + sizeof text, value, std::chars_format::scientific).ptr});
 }
 
 TEST(Digits, AreTheClosestOfTheShortestInRapidjsonsLayout) {

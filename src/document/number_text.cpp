@@ -1,11 +1,14 @@
 #include "document/number_text.hpp"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 namespace ostra::io::json::tree {
 
@@ -23,6 +26,9 @@ struct Decimal {
 /// Takes the zeros off the end of a positive integer.
 /// @return how many there were.
 int stripZeros(std::uint64_t& integer) {
+    if (integer % 10 != 0) {
+        return 0;
+    }
     int zeros = 0;
     constexpr struct {
         std::uint64_t power;
@@ -37,35 +43,61 @@ int stripZeros(std::uint64_t& integer) {
     return zeros;
 }
 
-/// The digits of a double that has at most 15 of them, as most doubles in files do.
+/// The integer nearest to a double of magnitude below 2^53.
+std::int64_t nearestInteger(double value) {
+    return _mm_cvtsd_si64(_mm_set_sd(value));
+}
+
+/// The integer nearest to the exact product of two doubles; 0 where two are equally near.
+std::int64_t nearestProduct(double a, double b) {
+    const double product = a * b;
+    const double error = std::fma(a, b, -product);
+    const std::int64_t near = nearestInteger(product);
+    const double offset = (product - static_cast<double>(near)) + error;
+    if (offset == 0.5 || offset == -0.5) {
+        return 0;
+    }
+    return offset > 0.5 ? near + 1 : offset < -0.5 ? near - 1 : near;
+}
+
+/// The digits of a double that has at most 16 of them, as most doubles in files do.
 ///
-/// Of all decimals with up to 15 digits at most one reads back to a given double, so whichever does
-/// is the shortest and the closest at once. The candidate comes from scaling by a power of ten and
-/// rounding; that it reads back is certain where the quotient of two exactly held numbers gives the
-/// double again. This takes a third of the time of the general algorithm.
+/// A decimal whose digits and whose power of ten are both held exactly reads back to the double if
+/// their quotient is the double: the quotient is correctly rounded. Of all decimals with up to 15
+/// digits at most one reads back to a given double, so whichever does is the shortest and the
+/// closest at once; it is found by scaling and rounding. If there is none, the closest decimal with
+/// 16 digits is the shortest if it reads back. The general algorithm takes three times as long.
 ///
 /// @return whether there was such a decimal.
 bool shortDecimal(double value, Decimal& decimal) {
-    constexpr int digits = 15;
-    constexpr double tooManyDigits = 1e15;
     constexpr double powers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
                                  1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-    if (!(value >= 1e-7 && value < tooManyDigits)) {
+    constexpr double fifteenDigits = 1e15;
+    constexpr double largestExact = 0x1p53;
+    if (!(value >= 1e-7 && value < fifteenDigits)) {
         return false;
     }
     // Decimal exponent of the power of two below: the right one or one too small.
     const int binaryExponent = static_cast<int>(std::bit_cast<std::uint64_t>(value) >> 52U) - 1023;
-    const int exponent = static_cast<int>(std::floor(binaryExponent * 0.30103));
-    int scale = digits - 1 - exponent;
-    if (value * powers[scale] >= tooManyDigits - 0.5) {
+    const int exponent = binaryExponent * 1233 >> 12;
+    int scale = 14 - exponent;
+    if (value * powers[scale] >= fifteenDigits - 0.5) {
         --scale;
     }
-    const double scaled = std::nearbyint(value * powers[scale]);
-    if (scaled / powers[scale] != value) {
-        return false;
+    std::int64_t digits = nearestInteger(value * powers[scale]);
+    if (static_cast<double>(digits) / powers[scale] != value) {
+        ++scale;
+        if (scale >= static_cast<int>(std::size(powers)) ||
+            value * powers[scale] >= largestExact - 1) {
+            return false;
+        }
+        digits = nearestProduct(value, powers[scale]);
+        if (static_cast<double>(digits) / powers[scale] != value) {
+            return false;
+        }
     }
-    auto integer = static_cast<std::uint64_t>(scaled);
+    auto integer = static_cast<std::uint64_t>(digits);
     scale -= stripZeros(integer);
     decimal.count = static_cast<int>(
         std::to_chars(decimal.digits, decimal.digits + sizeof decimal.digits, integer).ptr -
@@ -151,8 +183,13 @@ void writeNumber(TextBuffer& out, const rapidjson::Value& number, bool allowNaNI
     }
     char* text = out.reserve(longestNumber);
     char* const limit = text + longestNumber;
-    out.advanceTo(number.IsInt64() ? std::to_chars(text, limit, number.GetInt64()).ptr
-                                   : std::to_chars(text, limit, number.GetUint64()).ptr);
+    if (number.IsUint()) { // most integers are small, and divided faster as such
+        out.advanceTo(std::to_chars(text, limit, number.GetUint()).ptr);
+    } else if (number.IsInt64()) {
+        out.advanceTo(std::to_chars(text, limit, number.GetInt64()).ptr);
+    } else {
+        out.advanceTo(std::to_chars(text, limit, number.GetUint64()).ptr);
+    }
 }
 
 void writeDouble(TextBuffer& out, double value, bool allowNaNInf) {

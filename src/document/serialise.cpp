@@ -1,6 +1,5 @@
 #include "document/serialise.hpp"
 
-#include "document/container.hpp"
 #include "document/number_text.hpp"
 #include "document/string_text.hpp"
 #include "platform/file_io.hpp"
@@ -14,96 +13,111 @@ namespace {
 
 /// No white space at all.
 struct CompactLayout {
-    void startEntry(std::size_t /*depth*/) {}
-    void afterColon() {}
+    void startEntry(TextBuffer& /*out*/, std::size_t /*depth*/) const {}
+    void afterColon(TextBuffer& /*out*/) const {}
 };
 
 /// One element or member a line, as RapidJSON's `PrettyWriter` lays them out.
 class IndentedLayout {
 public:
-    IndentedLayout(TextBuffer& out, const std::string& indent)
-        : out_(out), character_(indent.empty() ? ' ' : indent.front()), count_(indent.size()) {}
-    void startEntry(std::size_t depth) {
-        out_.append('\n');
-        out_.appendRepeated(character_, depth * count_);
+    explicit IndentedLayout(const std::string& indent)
+        : character_(indent.empty() ? ' ' : indent.front()), count_(indent.size()) {}
+    void startEntry(TextBuffer& out, std::size_t depth) const {
+        out.append('\n');
+        out.appendRepeated(character_, depth * count_);
     }
-    void afterColon() { out_.append(' '); }
+    void afterColon(TextBuffer& out) const { out.append(' '); }
 
 private:
-    TextBuffer& out_;
     char character_; // not checked for being white space: callers may want others
     std::size_t count_;
 };
 
-/// A container that is being written, and how many of its entries are done.
-struct OpenContainer {
-    const rapidjson::Value* value;
-    rapidjson::SizeType count;
-    rapidjson::SizeType done;
+/// The entries of a container that are still to be written.
+struct Rest {
+    const rapidjson::Value::Member* member; // the next of an object, or
+    const rapidjson::Value* element;        // of an array, where `member` is null
+    rapidjson::SizeType left;
 };
 
+Rest entriesOf(const rapidjson::Value& container) {
+    if (container.IsObject()) {
+        return {&*container.MemberBegin(), nullptr, container.MemberCount()};
+    }
+    return {nullptr, container.Begin(), container.Size()};
+}
+
 /// Writes a scalar, an empty container, or the opening bracket of another.
-void writeHead(TextBuffer& out, const rapidjson::Value& value, bool allowNaNInf) {
+/// @return whether it was the latter.
+bool writeHead(TextBuffer& out, const rapidjson::Value& value, bool allowNaNInf) {
     switch (value.GetType()) {
     case rapidjson::kNullType:
         out.append("null", 4);
-        break;
+        return false;
     case rapidjson::kFalseType:
         out.append("false", 5);
-        break;
+        return false;
     case rapidjson::kTrueType:
         out.append("true", 4);
-        break;
+        return false;
     case rapidjson::kObjectType:
         out.append("{}", value.ObjectEmpty() ? 2 : 1);
-        break;
+        return !value.ObjectEmpty();
     case rapidjson::kArrayType:
         out.append("[]", value.Empty() ? 2 : 1);
-        break;
+        return !value.Empty();
     case rapidjson::kStringType:
         writeString(out, value);
-        break;
+        return false;
     case rapidjson::kNumberType:
         writeNumber(out, value, allowNaNInf);
-        break;
+        return false;
     }
+    return false;
 }
 
 /// Writes a value and all below it. `Value::Accept` with RapidJSON's writers gives the same text,
 /// but its recursion overflows an 8 MB stack at about 100,000 nested arrays.
 template <class Layout>
-void writeTree(TextBuffer& out, const rapidjson::Value& root, bool allowNaNInf, Layout layout) {
-    std::vector<OpenContainer> open;
-    const auto write = [&](const rapidjson::Value& value) {
-        writeHead(out, value, allowNaNInf);
-        if (const rapidjson::SizeType count = childCount(value); count != 0) {
-            open.push_back({&value, count, 0});
+void writeTree(TextBuffer& out, const rapidjson::Value& root, bool allowNaNInf,
+               const Layout& layout) {
+    if (!writeHead(out, root, allowNaNInf)) {
+        return;
+    }
+    std::vector<Rest> outer; // the containers around the one that is being written
+    Rest rest = entriesOf(root);
+    bool first = true;
+    for (;;) {
+        while (rest.left != 0) {
+            if (!first) {
+                out.append(',');
+            }
+            first = false;
+            layout.startEntry(out, outer.size() + 1);
+            --rest.left;
+            const rapidjson::Value* value = rest.element;
+            if (rest.member != nullptr) {
+                writeString(out, rest.member->name);
+                out.append(':');
+                layout.afterColon(out);
+                value = &rest.member++->value;
+            } else {
+                ++rest.element;
+            }
+            if (writeHead(out, *value, allowNaNInf)) {
+                outer.push_back(rest);
+                rest = entriesOf(*value);
+                first = true;
+            }
         }
-    };
-    write(root);
-    while (!open.empty()) {
-        auto& [container, count, done] = open.back();
-        const bool isObject = container->IsObject();
-        if (done == count) {
-            open.pop_back();
-            layout.startEntry(open.size());
-            out.append(isObject ? '}' : ']');
-            continue;
+        layout.startEntry(out, outer.size());
+        out.append(rest.member != nullptr ? '}' : ']');
+        if (outer.empty()) {
+            return;
         }
-        if (done != 0) {
-            out.append(',');
-        }
-        layout.startEntry(open.size());
-        const rapidjson::SizeType index = done++;
-        if (isObject) {
-            const auto& member = memberAt(*container, index);
-            writeString(out, member.name);
-            out.append(':');
-            layout.afterColon();
-            write(member.value);
-        } else {
-            write((*container)[index]);
-        }
+        rest = outer.back();
+        outer.pop_back();
+        first = false;
     }
 }
 
@@ -114,7 +128,7 @@ TextBuffer serialise(const rapidjson::Value& value,
     TextBuffer text;
     if (options.prettyPrint) {
         const std::string indent = fl::i18n::ustring_to_utf8(options.indentText);
-        writeTree(text, value, options.allowNaNInf, IndentedLayout(text, indent));
+        writeTree(text, value, options.allowNaNInf, IndentedLayout(indent));
     } else {
         writeTree(text, value, options.allowNaNInf, CompactLayout());
     }
