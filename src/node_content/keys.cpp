@@ -20,7 +20,7 @@ namespace {
 void prefetchNames(const rapidjson::Value& node) {
     constexpr std::size_t line = 64;
     constexpr std::size_t most = 8 * line; // what follows, the processor fetches by itself
-    if (!node.IsObject()) {
+    if (!node.IsObject() || node.ObjectEmpty()) {
         return;
     }
     const char* members = reinterpret_cast<const char*>(&*node.MemberBegin());

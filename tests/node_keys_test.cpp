@@ -1,0 +1,219 @@
+/// The keys of many objects: their union, and one key set for all.
+
+#include "support/columns.hpp"
+#include "support/random_json.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string_view>
+#include <unordered_map>
+
+namespace {
+
+using namespace test;
+using rapidjson::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using tree::NodeVector;
+using Names = std::vector<std::string>;
+
+const std::string bytes21 = "exactly 21 bytes long";
+const std::string bytes22 = "this one has 22 bytes ";
+
+std::string textOfName(const Value& name) {
+    return {name.GetString(), name.GetStringLength()};
+}
+
+/// The union as it is defined: with one map for the names so far and one for each object.
+Names plainKeys(const std::vector<Value*>& nodes) {
+    Names order;
+    std::unordered_map<std::string, std::size_t> index;
+    for (const Value* node : nodes) {
+        if (!node->IsObject()) {
+            continue;
+        }
+        std::unordered_map<std::string, std::size_t> counts;
+        for (const auto& member : node->GetObject()) {
+            const std::string name = textOfName(member.name);
+            const bool isNew = index.emplace(name, 1).second;
+            const auto [count, isFirst] = counts.emplace(name, 1);
+            if (isNew) {
+                order.push_back(name);
+            } else if (!isFirst && index[name] < ++count->second) {
+                ++index[name];
+                order.push_back(name);
+            }
+        }
+    }
+    return order;
+}
+
+Names keysOf(const NodeVector& nodes) {
+    const tree::StringArray keys = nodes.get_keys();
+    EXPECT_THAT(keys->dims(), ElementsAre(keys->size(), 1));
+    Names names;
+    for (const auto& name : textsOf(*keys)) {
+        names.push_back(name.value()); // none is missing
+    }
+    return names;
+}
+
+/// Gives the objects their members one after another, by RapidJSON's own copy.
+void plainSetKeys(const NodeVector& nodes, const Names& names) {
+    auto& pool = nodes.dom->document.GetAllocator();
+    Value pattern(rapidjson::kObjectType);
+    for (const std::string& name : names) {
+        pattern.AddMember(Value(name.data(), name.size(), pool), Value(), pool);
+    }
+    for (Value* node : nodes.nodes) {
+        if (node->IsObject()) {
+            *node = Value(pattern, pool);
+        }
+    }
+}
+
+tree::StringArray keyArray(const Names& names) {
+    return stringsOf(Texts(names.begin(), names.end()));
+}
+
+TEST(GetKeys, AreTheUnionWithRepeats) {
+    const std::string nul(1, '\0');
+    const struct {
+        std::string text;
+        Names keys;
+    } cases[] = {
+        {"[]", {}},
+        {R"([1, "a", [{"a": 1}], null])", {}},
+        {"[{}]", {}},
+        {R"([{"a":1,"b":1}, {"b":1,"a":1,"a":1}])", {"a", "b", "a"}},
+        {R"([{"x":1}, {"y":1}])", {"x", "y"}},
+        {R"([{"a":1,"a":1}, {"a":1}])", {"a", "a"}},
+        {R"([{"a":1}, 7, {"a":1,"c":1,"a":1,"a":1}, {"c":1,"c":1}])", {"a", "c", "a", "a", "c"}},
+        {R"([{"":1,"\u0000":1}, {"\u0000":1,"":1,"\u6771":1}])", {"", nul, "\u6771"}},
+        {R"([{"a\u0000b":1}, {"a\u0000c":1}, {"a":1}])", {"a" + nul + "b", "a" + nul + "c", "a"}},
+    };
+    for (const auto& [text, keys] : cases) {
+        EXPECT_EQ(keysOf(elementsOf(text)), keys) << text;
+    }
+    EXPECT_THAT(keysOf(NodeVector()), IsEmpty());
+}
+
+/// Objects that have most of the same names in much the same order, or not at all.
+NodeVector alikeObjects(std::uint64_t sequence) {
+    const auto dom = tree::make_dom_ptr();
+    auto& pool = dom->document.GetAllocator();
+    RandomJson random(sequence, pool);
+    Names names;
+    for (std::size_t n = random.below(12) + 1; n > 0; --n) {
+        names.push_back(random.below(2) == 0 ? random.key() : "k" + std::to_string(n));
+    }
+    const std::size_t wildness = random.below(4); // of 0: all the same
+    dom->document.SetArray();
+    for (int i = 0; i < 60; ++i) {
+        Value object(rapidjson::kObjectType);
+        for (const std::string& name : names) {
+            const std::size_t change = random.below(12) < wildness ? random.below(5) : 5;
+            const std::string other = "n" + std::to_string(random.below(20));
+            const Names edits[] = {{}, {name, name}, {other, name}, {name, other}, {other}, {name}};
+            for (const std::string& key : edits[change]) {
+                object.AddMember(Value(key.data(), key.size(), pool), Value(), pool);
+            }
+        }
+        if (random.below(8) < wildness) {
+            std::swap(names[random.below(names.size())], names[random.below(names.size())]);
+        }
+        dom->document.PushBack(random.below(10) == 0 ? random.value(1).Move() : object, pool);
+    }
+    return rootOf(dom).get_children();
+}
+
+TEST(GetKeys, AgreeWithThePlainAlgorithm) {
+    for (std::uint64_t sequence = 0; sequence < 300; ++sequence) {
+        const NodeVector alike = alikeObjects(sequence);
+        EXPECT_EQ(keysOf(alike), plainKeys(alike.nodes)) << sequence;
+        const NodeVector wild = everythingBelow(randomDocument(sequence, sequence % 40, 3));
+        EXPECT_EQ(keysOf(wild), plainKeys(wild.nodes)) << sequence;
+    }
+}
+
+TEST(SetKeys, GivesEveryObjectTheSameMembers) {
+    const std::string before = R"([{"a":[1]}, 5, {}, [{"b":2}], {"x":{"y":1}}])";
+    const struct {
+        Names names;
+        std::string object;
+    } cases[] = {
+        {{}, "{}"},
+        {{"k", "k"}, R"({"k":null,"k":null})"},
+        {{bytes22, "", bytes21},
+         R"({")" + bytes22 + R"(":null,"":null,")" + bytes21 + R"(":null})"},
+    };
+    for (const auto& [names, object] : cases) {
+        NodeVector nodes = elementsOf(before);
+        nodes.set_keys(*keyArray(names));
+        EXPECT_EQ(textOf(*nodes.dom),
+                  "[" + object + ",5," + object + ",[{\"b\":2}]," + object + "]");
+        EXPECT_EQ(keysOf(nodes), names);
+    }
+}
+
+TEST(SetKeys, GivesEveryObjectNamesOfItsOwn) {
+    NodeVector nodes = elementsOf("[{}, {}]");
+    nodes.set_keys(*keyArray({"short", bytes22}));
+    for (const std::ptrdiff_t i : {0, 1}) {
+        EXPECT_NE(nodes.nodes[0]->MemberBegin()[i].name.GetString(),
+                  nodes.nodes[1]->MemberBegin()[i].name.GetString());
+    }
+    auto& pool = nodes.dom->document.GetAllocator();
+    nodes.nodes[0]->AddMember("more", 1, pool); // the members are at home in the document's pool
+    nodes.nodes[0]->MemberBegin()->value.SetString("a text of more than 21 bytes", pool);
+    EXPECT_EQ(textOf(*nodes.dom), R"([{"short":"a text of more than 21 bytes",")" + bytes22 +
+                                      R"(":null,"more":1},{"short":null,")" + bytes22 +
+                                      R"(":null}])");
+}
+
+TEST(SetKeys, RefusesMissingNamesBeforeAnythingChanges) {
+    NodeVector nodes = elementsOf(R"([{"a":1}, {}])");
+    const std::size_t used = nodes.dom->document.GetAllocator().Size();
+    NodeVector none;
+    for (NodeVector* at : {&nodes, &none}) {
+        try {
+            at->set_keys(*stringsOf({"b", std::nullopt, "c"}));
+            ADD_FAILURE();
+        } catch (const foundation::core::except::IMsgIDException& error) {
+            EXPECT_EQ(error.GetID(), "OSTRA:string:MissingNotSupported");
+        }
+    }
+    EXPECT_EQ(textOf(*nodes.dom), R"([{"a":1},{}])");
+    EXPECT_EQ(nodes.dom->document.GetAllocator().Size(), used);
+    none.set_keys(*keyArray({"a"})); // no object, so no document is needed
+}
+
+/// Repeated nodes and objects inside one another included.
+TEST(SetKeys, AgreesWithThePlainLoop) {
+    for (std::uint64_t sequence = 0; sequence < 60; ++sequence) {
+        const std::size_t count = sequence == 0 ? 20'000 : sequence % 30;
+        NodeVector ours = everythingBelow(randomDocument(sequence, count, 3));
+        NodeVector expected = everythingBelow(randomDocument(sequence, count, 3));
+        const std::vector<Value*> all[] = {ours.nodes, expected.nodes};
+        RandomJson random(sequence, ours.dom->document.GetAllocator());
+        if (sequence % 2 == 1) {
+            for (std::size_t i = 0, n = ours.nodes.size(); i < n; ++i) {
+                const std::size_t pick = random.below(n);
+                ours.nodes.push_back(ours.nodes[pick]);
+                expected.nodes.push_back(expected.nodes[pick]);
+            }
+        }
+        Names names;
+        for (std::size_t n = random.below(5); n > 0; --n) {
+            names.push_back(random.key());
+        }
+        ours.set_keys(*keyArray(names));
+        plainSetKeys(expected, names);
+        EXPECT_EQ(textOf(*ours.dom), textOf(*expected.dom)) << sequence;
+        for (std::size_t i = 0; i < all[0].size(); ++i) { // also what no longer belongs to them
+            ASSERT_EQ(*all[0][i], *all[1][i]) << sequence << ", node " << i;
+        }
+    }
+}
+
+} // namespace
