@@ -9,6 +9,7 @@ command_test(readme readme_test.sh $<TARGET_FILE:readme> ${PROJECT_SOURCE_DIR})
 if(NOT TVIOJSONTREE_SANITIZER)
     # With sanitizers the libraries need their runtime in the program and export symbols of it.
     command_test(installed installed_test.sh ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+    set_tests_properties(installed PROPERTIES COST 100) # the longest, so it begins first
     command_test(exported_symbols exported_symbols.sh $<TARGET_FILE:tviojsontree>
                  ${CMAKE_CURRENT_SOURCE_DIR}/exported_symbols.txt)
 endif()

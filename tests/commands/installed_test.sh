@@ -36,7 +36,7 @@ mkdir -p "$work/host/lib"
 for name in tviojsoncore tviocommonfile tvi18n tvfl tvstring_core qx; do
     cp -P "$work/gone"/lib/lib$name.so* "$work/host/lib"
 done
-"$cmake" -S "$root" -B "$work/external" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+"$cmake" -S "$root" -B "$work/external" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
     -DTVIOJSONTREE_HOST_PREFIX="$work/host" >"$work/log" || { cat "$work/log"; exit 1; }
 "$cmake" --build "$work/external" >"$work/log" || { cat "$work/log"; exit 1; }
 "$cmake" --install "$work/external" --prefix "$work/beside" >/dev/null
