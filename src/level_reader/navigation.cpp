@@ -8,6 +8,7 @@
 #include <ostra/io/json/tree/level_reader.hpp>
 
 #include <algorithm>
+#include <new>
 #include <string_view>
 
 namespace ostra::io::json::tree {
@@ -50,6 +51,14 @@ std::vector<Visit> findKey(rapidjson::Value& root, std::string_view name, bool r
         }
     }
     return path;
+}
+
+/// RapidJSON writes through null where it cannot get the memory for a pointer, so that much is
+/// asked for just before. Only a thread that takes the very last memory in between could do harm.
+void requireMemoryForPointer(const std::string& selector) {
+    const auto tokens = static_cast<std::size_t>(std::ranges::count(selector, '/'));
+    ::operator delete(
+        ::operator new(tokens * sizeof(core::JSONPointer::Token) + selector.size() + 64));
 }
 
 } // namespace
@@ -107,6 +116,7 @@ bool LevelReader::cdSelector(const core::JSONPointer& selector) {
 }
 
 bool LevelReader::cdSelector(const std::string& selector) {
+    requireMemoryForPointer(selector);
     const core::JSONPointer pointer(selector.data(), selector.size());
     if (!pointer.IsValid()) {
         throwError(OSTRA::io::json::common::InvalidJSONPointer(selector));

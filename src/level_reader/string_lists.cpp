@@ -1,7 +1,11 @@
+#include "document/raw_value.hpp"
 #include "level_reader/level.hpp"
 #include "node_content/text.hpp"
+#include "node_vector/pool_pieces.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
+
+#include <new>
 
 namespace ostra::io::json::tree {
 
@@ -34,10 +38,20 @@ std::vector<std::u16string> LevelReader::listKeyNames() const {
 }
 
 void LevelReader::setKeyNames(const std::vector<std::u16string>& names) {
+    using Member = rapidjson::Value::Member;
     setCurrentType(rapidjson::kObjectType);
-    for (const std::u16string& name : names) {
-        current->AddMember(makeStringValue(name, dom.document), rapidjson::Value(),
-                           dom.document.GetAllocator());
+    if (names.empty()) {
+        return;
+    }
+    // Not AddMember: it writes through null where the pool has no memory, and takes the members
+    // anew time and again as they become more. No overflow: a name is two thirds of a member.
+    const std::size_t bytes = names.size() * sizeof(Member);
+    const PoolPieces memory(dom.document.GetAllocator(), {bytes});
+    auto* const members = static_cast<Member*>(memory.piece(0).Malloc(bytes));
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        rapidjson::Value name = makeStringValue(names[i], dom.document);
+        (new (members + i) Member)->name = name;
+        RawValue::setObject(*current, members, i + 1);
     }
 }
 
