@@ -2,6 +2,7 @@
 
 function(command_test name script)
     add_test(NAME ${name} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/commands/${script} ${ARGN})
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT ${sanitizer_options})
 endfunction()
 
 command_test(example example_test.sh $<TARGET_FILE:jsontree> ${PROJECT_SOURCE_DIR})
