@@ -13,11 +13,8 @@ namespace {
 
 using namespace test;
 using rapidjson::Value;
-using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using tree::NodeVector;
 using tree::NodeVectorData;
 using Codes = std::vector<std::uint8_t>;
@@ -160,6 +157,7 @@ struct Case {
 
     static void pick(NodeVector& from, const std::vector<std::size_t>& picks) {
         std::vector<Value*> nodes;
+        nodes.reserve(picks.size());
         for (const std::size_t i : picks) {
             nodes.push_back(from.nodes[i]);
         }

@@ -31,19 +31,16 @@ KeyPattern::KeyPattern(const Tarvel::String::String& keys) : memberCount_(keys.s
     rapidjson::Document::AllocatorType unused; // a name held inside its value takes no memory
     for (std::size_t i = 0; i < memberCount_; ++i) {
         const std::string name = requireName(keys, i);
-        rapidjson::Value inlineName;
-        if (name.size() <= RawValue::longestInline) {
-            inlineName.SetString(name.data(), name.size(), unused);
-        } else {
-            longNames_.push_back({i, block_.size() * sizeof(Word), name.size()});
+        const bool isInline = name.size() <= RawValue::longestInline;
+        char* const member = bytes() + i * sizeof(Member);
+        new (member + offsetof(Member, value)) rapidjson::Value();
+        new (member + offsetof(Member, name))
+            rapidjson::Value(name.data(), isInline ? name.size() : 0, unused);
+        if (!isInline) {
+            longNames_.push_back({i, size(), name.size()});
             block_.resize(block_.size() + wordsFor(name.size() + 1));
-            std::memcpy(reinterpret_cast<char*>(block_.data()) + longNames_.back().offset,
-                        name.c_str(), name.size() + 1);
+            std::memcpy(bytes() + longNames_.back().offset, name.c_str(), name.size() + 1);
         }
-        const rapidjson::Value null;
-        char* const member = reinterpret_cast<char*>(block_.data()) + i * sizeof(Member);
-        std::memcpy(member + offsetof(Member, name), &inlineName, sizeof inlineName);
-        std::memcpy(member + offsetof(Member, value), &null, sizeof null);
     }
 }
 

@@ -45,6 +45,8 @@ private:
         std::size_t length;
     };
 
+    char* bytes() { return reinterpret_cast<char*>(block_.data()); }
+
     std::size_t memberCount_;
     std::vector<LongName> longNames_;
     std::vector<Word> block_;
