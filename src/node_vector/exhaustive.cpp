@@ -66,7 +66,11 @@ Leaves flatten(const core::JSONPointer& selector, std::span<rapidjson::Value* co
     std::vector<Rest> open;
     std::vector<rapidjson::Value*> found(nodes.size());
     walkSelector(selector, nodes, found.data());
+    constexpr std::size_t distance = 8;
     for (std::size_t i = 0; i < found.size(); ++i) {
+        if (found.size() - i > distance && found[i + distance] != nullptr) {
+            __builtin_prefetch(childStorage(*found[i + distance]).begin);
+        }
         const std::size_t before = leaves.size();
         if (found[i] != nullptr) {
             collectLeaves(*found[i], leaves, open);

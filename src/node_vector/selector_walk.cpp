@@ -3,80 +3,96 @@
 #include "document/pointer_step.hpp"
 
 #include <algorithm>
-#include <functional>
+#include <cstdint>
 
 namespace ostra::io::json::tree {
 
 namespace {
 
-constexpr std::size_t cacheLine = 64;
+/// Knows which memory the walks from similar nodes read, and asks for it ahead of the next ones.
+///
+/// Documents lie in memory in the order of their text: what is nested in a container lies just in
+/// front of the container's own children. So walks from neighbouring nodes read about the same
+/// bytes relative to where the children of their start lie; these bytes are learnt from some nodes
+/// and fetched for those after them.
+///
+/// A lookup of `/pos/x` in half a million records, one thread, in file order and shuffled: 18 and
+/// 89 ns a node without; 10 and 37 fetching whatever lies between the first and the last of eight
+/// nodes; 21 and 21 taking one token at a time for 32 nodes side by side; 8 and 25 like this.
+class ReachedMemory {
+public:
+    /// Asks for what the walk from `node` is likely to read.
+    ///
+    /// Always inlined: GCC 12 takes a function that only prefetches for one without effect, and
+    /// drops the calls.
+    [[gnu::always_inline]] void fetch(const rapidjson::Value& node) const {
+        const char* const origin = childStorage(node).begin;
+        if (origin == nullptr) {
+            return;
+        }
+        const auto address = reinterpret_cast<std::uintptr_t>(origin);
+        const std::uintptr_t end = address + static_cast<std::uintptr_t>(known_.end);
+        std::uintptr_t line = address + static_cast<std::uintptr_t>(known_.begin);
+        for (line &= ~(cacheLine - 1); line < end; line += cacheLine) {
+            __builtin_prefetch(reinterpret_cast<const void*>(line));
+        }
+    }
 
-/// The memory of a value's members or elements.
-struct Storage {
-    const char* begin;
-    const char* end;
+    /// Learns that a walk from children at `origin` has read from `begin` to before `end`.
+    void learn(const char* origin, const char* begin, const void* end) {
+        const std::ptrdiff_t first = begin - origin;
+        if (origin != nullptr && -farthest < first && first < farthest) {
+            const std::ptrdiff_t last = static_cast<const char*>(end) - origin;
+            learnt_.begin = std::min(learnt_.begin, first);
+            learnt_.end = std::max(learnt_.end, std::min(last, farthest));
+        }
+    }
+
+    /// To be called after every node.
+    void nodeDone() {
+        constexpr std::size_t nodesToLearnFrom = 64;
+        if (++nodesDone_ % nodesToLearnFrom == 0) {
+            known_ = learnt_;
+            learnt_ = {};
+        }
+    }
+
+private:
+    struct Range {
+        std::ptrdiff_t begin = 0; // bytes from the start of the children
+        std::ptrdiff_t end = cacheLine;
+    };
+    static constexpr std::ptrdiff_t farthest = 1024; // beyond, the processor sees the stream itself
+
+    Range known_ = {0, 4 * cacheLine};
+    Range learnt_;
+    std::size_t nodesDone_ = 0;
 };
-
-Storage storageOf(const rapidjson::Value& value) {
-    const char* begin = nullptr;
-    std::size_t size = 0;
-    if (value.IsObject()) {
-        begin = reinterpret_cast<const char*>(&*value.MemberBegin());
-        size = value.MemberCount() * sizeof(rapidjson::Value::Member);
-    } else if (value.IsArray()) {
-        begin = reinterpret_cast<const char*>(value.Begin());
-        size = value.Size() * sizeof(rapidjson::Value);
-    }
-    return {begin, begin + size};
-}
-
-void prefetchRange(const char* begin, const char* end) {
-    for (; begin < end; begin += cacheLine) {
-        __builtin_prefetch(begin);
-    }
-}
 
 } // namespace
 
-void ChildPrefetcher::fetchBatch(std::size_t begin) {
-    constexpr std::ptrdiff_t densest = 1024;   // bytes per node that still are one stretch
-    constexpr std::ptrdiff_t widestGap = 4096; // between stretches that still are one
-    constexpr std::ptrdiff_t firstLines = 256; // bytes fetched of a scattered node's children
-    const std::size_t end = std::min(begin + batch, nodes_.size());
-    for (std::size_t i = end; i < std::min(end + batch, nodes_.size()); ++i) {
-        __builtin_prefetch(nodes_[i]);
-    }
-    if (begin >= end) {
-        return;
-    }
-    const std::less<const char*> before;
-    const char* from = storageOf(*nodes_[begin]).begin;
-    const char* to = storageOf(*nodes_[end - 1]).end;
-    if (from != nullptr && before(from, to) && to - from < densest * std::ptrdiff_t{batch}) {
-        const bool continues = before(fetched_, from) && from - fetched_ < widestGap;
-        prefetchRange(continues ? fetched_ : from, to);
-        fetched_ = to;
-        return;
-    }
-    for (std::size_t i = begin; i < end; ++i) {
-        const Storage storage = storageOf(*nodes_[i]);
-        prefetchRange(storage.begin,
-                      storage.begin + std::min(firstLines, storage.end - storage.begin));
-    }
-}
-
 void walkSelector(const core::JSONPointer& selector, std::span<rapidjson::Value* const> nodes,
                   rapidjson::Value** found) {
-    ChildPrefetcher prefetcher(nodes);
-    const core::JSONPointer::Token* const tokens = selector.GetTokens();
-    const std::size_t tokenCount = selector.GetTokenCount();
+    constexpr std::size_t distance = 16; // nodes between asking for memory and using it
+    const std::span tokens(selector.GetTokens(), selector.GetTokenCount());
+    ReachedMemory memory;
     for (std::size_t i = 0; i < nodes.size(); ++i) {
-        prefetcher.advanceTo(i);
+        if (nodes.size() - i > 2 * distance) {
+            __builtin_prefetch(nodes[i + 2 * distance]);
+        }
+        if (nodes.size() - i > distance) {
+            memory.fetch(*nodes[i + distance]);
+        }
+        const char* const origin = childStorage(*nodes[i]).begin;
         rapidjson::Value* value = nodes[i];
-        for (std::size_t t = 0; t < tokenCount && value != nullptr; ++t) {
-            value = childByToken(*value, tokens[t]);
+        for (auto token = tokens.begin(); token != tokens.end() && value != nullptr; ++token) {
+            const ChildStorage storage = childStorage(*value);
+            value = childByToken(*value, *token);
+            memory.learn(origin, storage.begin,
+                         value != nullptr ? static_cast<const void*>(value + 1) : storage.end);
         }
         found[i] = value;
+        memory.nodeDone();
     }
 }
 
