@@ -14,7 +14,10 @@ struct __attribute__((visibility("default"))) InvalidJSONPointer
     : foundation::core::except::BaseMsgID {
     template <class Text>
     explicit InvalidJSONPointer(const Text& selector)
-        : BaseMsgID{{selector}, "OSTRA:io:json:common", "InvalidJSONPointer"} {}
+        : BaseMsgID{{}, "OSTRA:io:json:common", "InvalidJSONPointer"} {
+        // Not in the braces above, which copy a variant: see BaseMsgID.
+        arguments.emplace_back(selector);
+    }
 };
 
 } // namespace OSTRA::io::json::common

@@ -7,6 +7,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -20,6 +21,28 @@ struct BaseMsgID {
     std::vector<MessageArgument> arguments;
     std::string catalog;
     std::string key;
+
+    BaseMsgID(std::vector<MessageArgument> itsArguments, std::string itsCatalog, std::string itsKey)
+        : arguments(std::move(itsArguments)), catalog(std::move(itsCatalog)),
+          key(std::move(itsKey)) {}
+
+    /// Builds every argument anew: libstdc++ 12's variant runs into undefined behaviour where
+    /// memory is exhausted while a variant is copied, since it takes one that holds a string for
+    /// never valueless and destroys what was not built.
+    BaseMsgID(const BaseMsgID& other) : catalog(other.catalog), key(other.key) {
+        arguments.reserve(other.arguments.size());
+        for (const MessageArgument& argument : other.arguments) {
+            std::visit([this](const auto& value) { arguments.emplace_back(value); }, argument);
+        }
+    }
+    BaseMsgID(BaseMsgID&&) noexcept = default;
+    BaseMsgID& operator=(BaseMsgID other) noexcept {
+        arguments.swap(other.arguments);
+        catalog.swap(other.catalog);
+        key.swap(other.key);
+        return *this;
+    }
+    ~BaseMsgID() = default;
 };
 
 /// The exception interface that hosts catch by.
