@@ -9,6 +9,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -63,6 +65,30 @@ void freshSide(const std::string& name, const Fresh& fresh, const Run& run) {
                                          run(*input);
                                          state.PauseTiming();
                                          input.reset();
+                                         state.ResumeTiming();
+                                     }
+                                 })
+        ->Unit(benchmark::kMicrosecond)
+        ->UseRealTime()
+        ->Iterations(1)
+        ->Repetitions(repetitions);
+}
+
+/// Registers one side of a comparison of first loads: each run starts with a heap that has given
+/// its free memory back to the system, and its result is destroyed outside the measured time.
+template <class Run>
+void coldSide(const std::string& name, const Run& run) {
+    constexpr int repetitions = 7;
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [run](benchmark::State& state) {
+                                     for (auto _ : state) {
+                                         state.PauseTiming();
+                                         malloc_trim(0);
+                                         state.ResumeTiming();
+                                         auto result = run();
+                                         benchmark::DoNotOptimize(result);
+                                         state.PauseTiming();
+                                         { [[maybe_unused]] const auto gone = std::move(result); }
                                          state.ResumeTiming();
                                      }
                                  })

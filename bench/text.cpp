@@ -10,6 +10,7 @@
 
 namespace {
 
+using bench::coldSide;
 using bench::require;
 using bench::side;
 namespace core = ostra::io::json::core;
@@ -37,9 +38,9 @@ void compareParsing(const Text& text) {
         *kept.emplace_back(std::make_unique<std::vector<char>>(bench::bytesOf(text.json)));
     require(core::parse_json_document({}, bytes, {}) == rapidjsonParse(text.json), text.name);
     const std::string name = std::string("parse/") + text.name;
-    side(name + "/library", [&bytes] { return core::parse_json_document({}, bytes, {}); });
-    side(name + "/RapidJSON", [&text] { return rapidjsonParse(text.json); });
-    side(name + "/simdjson DOM", [&text] {
+    coldSide(name + "/library", [&bytes] { return core::parse_json_document({}, bytes, {}); });
+    coldSide(name + "/RapidJSON", [&text] { return rapidjsonParse(text.json); });
+    coldSide(name + "/simdjson DOM", [&text] {
         simdjson::dom::parser parser;
         const bool parsed = parser.parse(text.json).error() == simdjson::SUCCESS;
         require(parsed, "simdjson parse");
