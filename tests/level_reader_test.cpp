@@ -305,7 +305,7 @@ TEST(Sets, ReplaceMatchingEntriesAndALevelOfOne) {
         {R"({"m":1})", valueTypes(types({4, 4})), R"({"m":[]})"},
         {R"("abc")", valueTypes(types({0})), "null"},
         {R"("abc")", valueTypes({}), R"("abc")"},
-        {R"({"m":1})", valueTypes(types({1, 99})), R"({"m":false})"}, // surplus: not looked at
+        {R"({"m":1})", valueTypes(types({1, 7})), R"({"m":false})"}, // surplus: not looked at
         {R"([1,9007199254740993,"x",-1])",
          classes({LevelReader::Int64, LevelReader::Double, LevelReader::Uint64}),
          R"([-9223372036854775807,0.0,"x",18446744073709551615])"},
