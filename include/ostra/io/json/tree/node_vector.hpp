@@ -155,11 +155,10 @@ public:
     /// the end of `types` take part with the type they have. Surplus elements are ignored.
     ///
     /// @param data  the record; not changed.
-    /// @throws std::invalid_argument  where a handle is null; nothing changes.
+    /// @throws std::invalid_argument  where a handle is null, naming it; nothing changes.
     /// @throws std::out_of_range      for a type code outside 0 to 6 that would be used, naming
-    /// code
-    ///                                and position, and where an array is shorter than the nodes
-    ///                                need, naming it; nothing changes.
+    ///                                it and its position, and where an array is shorter than
+    ///                                the nodes need, naming it; nothing changes.
     /// @throws foundation::core::except::IMsgIDException  identifier
     ///         "OSTRA:string:MissingNotSupported", where a string that a node needs is missing; the
     ///         types and the values of earlier nodes stay written.
@@ -185,6 +184,7 @@ public:
     ///         "OSTRA:string:MissingNotSupported", where a name is missing; no node changes.
     /// @throws std::length_error  where the memory needed overflows 64 bits; no node changes.
     /// @throws std::bad_alloc     where memory is exhausted; no node changes.
+    /// The document is only needed where there is an object among the nodes.
     /// Cost: linear in nodes times keys; each name is converted once.
     TVIOJSONTREE_EXPORT void set_keys(const Tarvel::String::String& keys);
 
