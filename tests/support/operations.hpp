@@ -94,11 +94,13 @@ inline std::string shown(const tree::LevelReader& at) {
     return textOf(at);
 }
 inline std::string shown(const tree::NodeVector& nodes) {
-    std::string all;
+    tree::DOM all;
+    auto& pool = all.document.GetAllocator();
+    all.document.SetArray();
     for (const rapidjson::Value* node : nodes.nodes) {
-        all += textOf(*node) + ' ';
+        all.document.PushBack(rapidjson::Value(*node, pool), pool);
     }
-    return all;
+    return textOf(all);
 }
 template <class T>
 std::string shown(const std::vector<T>& values) {

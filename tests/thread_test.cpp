@@ -1,0 +1,96 @@
+/// Many host threads and unusual hosts: every operation answers as it does alone.
+
+#include "support/operations.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#ifndef TVIOJSONTREE_PLAIN_THREADS
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/task_arena.h>
+#endif
+
+namespace {
+
+/// What every operation answers, and what it leaves behind.
+std::vector<std::string> outcomes(std::size_t records, const std::string& file) {
+    std::vector<std::string> all;
+    for (const test::Operation& operation : test::operations()) {
+        test::Subject subject(records, file);
+        const std::string answer = operation.run(subject, SIZE_MAX);
+        all.push_back(operation.name + ": " + answer + '\n' + subject.state());
+    }
+    return all;
+}
+
+class Threads : public testing::Test {
+protected:
+    static constexpr std::size_t records = 150;
+    test::TemporaryFolder folder;
+    const std::vector<std::string> expected = outcomes(records, folder / "expected.json");
+
+    /// Whether this thread, whichever it is, gets what was got alone.
+    void expectTheSame(std::size_t thread) {
+        const auto got = outcomes(records, folder / std::to_string(thread));
+        for (std::size_t i = 0; i < got.size(); ++i) {
+            EXPECT_TRUE(got[i] == expected[i]) << got[i].substr(0, 40);
+        }
+    }
+};
+
+TEST_F(Threads, EachWithItsOwnDocuments) {
+    std::vector<std::jthread> threads;
+    for (std::size_t t = 0; t < 8; ++t) {
+        threads.emplace_back([this, t] { expectTheSame(t); });
+    }
+}
+
+TEST_F(Threads, ReadOneDocumentTogether) {
+    test::Subject shared(records, folder / "shared");
+    const test::tree::NodeVector& nodes = shared.nodes;
+    const auto readAll = [&] {
+        return test::shown(nodes.get_children()) + test::shown(nodes.get_children("/pos/1/1")) +
+               test::shown(nodes.get_children_by_node_name("deep")) +
+               test::shown(nodes.resolve_node_name_to_selector("deep")) +
+               test::shown(nodes.get_children_exhaustive("/pos")) + test::shown(nodes.get_types()) +
+               test::shown(shared.values.get_data()) + test::shown(nodes.get_keys()) +
+               test::shown(nodes.subset(*shared.indices)) + test::shown(*shared.dom);
+    };
+    const std::string alone = readAll();
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 8; ++t) {
+        threads.emplace_back([&] { EXPECT_TRUE(readAll() == alone); });
+    }
+}
+
+#ifndef TVIOJSONTREE_PLAIN_THREADS
+TEST_F(Threads, OfAHostThatUsesTasksItself) {
+    for (const int concurrency : {1, 2, 5}) {
+        tbb::task_arena(concurrency).execute([&] { expectTheSame(0); });
+    }
+    {
+        const tbb::global_control one(tbb::global_control::max_allowed_parallelism, 1);
+        expectTheSame(1);
+    }
+    // From workers, each of which waits for our loops in the midst of its host's.
+    tbb::parallel_for(std::size_t{0}, std::size_t{6}, [&](std::size_t t) { expectTheSame(t); });
+
+    // A host that has called off its own tasks gets whole answers all the same.
+    tbb::task_group_context cancelled;
+    std::atomic<int> complete = 0;
+    tbb::parallel_for(
+        0, 1,
+        [&](int) {
+            cancelled.cancel_group_execution();
+            expectTheSame(7);
+            ++complete;
+        },
+        cancelled);
+    EXPECT_EQ(complete, 1);
+}
+#endif
+
+} // namespace
