@@ -47,7 +47,8 @@ void* take(std::size_t size) {
     return block;
 }
 
-void giveBack(void* block) noexcept {
+// Not inlined, or GCC 12 sees `std::free` after `operator new` and takes it for a mistake.
+[[gnu::noinline]] void giveBack(void* block) noexcept {
     living -= block != nullptr ? 1 : 0;
     std::free(block);
 }
