@@ -336,6 +336,25 @@ TEST(Resizing, HasTheResultOfDoingItOneNodeAfterAnother) {
     }
 }
 
+TEST(Resizing, CopesWithStaleNodesThatShareTheStorageOfLiveOnes) {
+    const auto staleAndLive = [] {
+        NodeVector nodes = elementsOf(randomDocument(7, 20'000, 2));
+        const NodeVector root(nodes.dom, {&nodes.dom->document});
+        NodeVector(root).set_number_of_children(40'000); // moves its elements
+        const Nodes live = root.get_children().nodes;
+        EXPECT_NE(live.front(), nodes.nodes.front());
+        nodes.nodes.insert(nodes.nodes.end(), live.begin(), live.end());
+        return nodes;
+    };
+    for (const std::size_t count : {1U, 4U, 9U, 30U}) {
+        NodeVector ours = staleAndLive();
+        const NodeVector plain = staleAndLive();
+        ours.set_number_of_children(count);
+        resizePlainly(plain, count);
+        ASSERT_EQ(textOf(*ours.dom), textOf(*plain.dom)) << count;
+    }
+}
+
 TEST(Resizing, RefusesMoreThanMemoryHoldsAndChangesNothing) {
     const std::string text = R"([[1],"x",[2,3]])";
     for (const unsigned long count : {1UL << 63U, ~0UL, (1UL << 61U) + 1}) {

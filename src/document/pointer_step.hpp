@@ -2,6 +2,7 @@
 
 /// One step along a JSON Pointer, shared by the cursor and the node vector lookups.
 
+#include "document/container.hpp"
 #include "platform/json_core.hpp"
 
 #include <cstring>
@@ -19,12 +20,12 @@ inline rapidjson::Value* childByToken(rapidjson::Value& value,
                                       const core::JSONPointer::Token& token) {
     switch (value.GetType()) {
     case rapidjson::kObjectType:
-        for (auto member = value.MemberBegin(), end = value.MemberEnd(); !(member == end);
-             ++member) {
+        for (rapidjson::SizeType i = 0, count = value.MemberCount(); i < count; ++i) {
             // Not FindMember: it measures the key anew, up to a NUL.
-            if (member->name.GetStringLength() == token.length &&
-                std::memcmp(member->name.GetString(), token.name, token.length) == 0) {
-                return &member->value;
+            rapidjson::Value::Member& member = memberAt(value, i);
+            if (member.name.GetStringLength() == token.length &&
+                std::memcmp(member.name.GetString(), token.name, token.length) == 0) {
+                return &member.value;
             }
         }
         break;

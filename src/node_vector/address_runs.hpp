@@ -55,7 +55,7 @@ private:
         std::uintptr_t begin;
         std::uintptr_t end;
     };
-    static constexpr std::uintptr_t largestGap = 64 * 1024;
+    static constexpr std::uintptr_t largestGap = 65536;
     static constexpr std::size_t openRuns = 4; // the youngest; sequences that may lie side by side
 
     std::vector<Run> runs_;
