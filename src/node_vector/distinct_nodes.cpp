@@ -47,7 +47,7 @@ Stretch look(std::span<rapidjson::Value* const> nodes) {
 } // namespace
 
 bool provablyDistinct(std::span<rapidjson::Value* const> nodes) {
-    constexpr std::size_t stretchSize = 32 * 1024;
+    constexpr std::size_t stretchSize = 32'768;
     std::vector<Stretch> stretches((nodes.size() + stretchSize - 1) / stretchSize);
     parallelLoop(stretches.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t s = begin; s < end; ++s) {
