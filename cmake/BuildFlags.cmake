@@ -7,7 +7,13 @@ function(tviojsontree_flags target)
         if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
             # GCC 12 takes fault with the concatenation of standard strings (GCC bug 105651).
             target_compile_options(${target} PRIVATE -Wno-restrict)
+        elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+            # RapidJSON's iterators compare ambiguously under C++20's reversed operators.
+            target_compile_options(${target} PRIVATE -Wno-ambiguous-reversed-operator)
         endif()
+    endif()
+    if(TVIOJSONTREE_FUZZ)
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
     endif()
     if(TVIOJSONTREE_SANITIZER)
         target_compile_options(${target} PRIVATE -fsanitize=${TVIOJSONTREE_SANITIZER}

@@ -1,0 +1,133 @@
+#pragma once
+
+/// What the fuzzers share. Each is one function over bytes that ends the process where the library
+/// and a slow, obvious way to do the same disagree.
+
+#include "platform/text_conversion.hpp"
+
+#include <ostra/io/json/tree/dom.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace fuzz {
+
+namespace tree = ostra::io::json::tree;
+namespace core = ostra::io::json::core;
+using rapidjson::Value;
+using ReadOptions = core::ReadJSONDocumentOptions;
+using WriteOptions = ostra::io::json::write::struct_::WriteStructOptions;
+
+/// Ends the process with a message where `agrees` is false.
+inline void check(bool agrees, const char* what) {
+    if (!agrees) {
+        std::fprintf(stderr, "disagreement: %s\n", what);
+        std::abort();
+    }
+}
+
+inline std::u16string u16(const std::string& utf8) {
+    return fl::i18n::utf8_to_ustring(utf8);
+}
+
+inline std::string u8(const std::u16string& text) {
+    return fl::i18n::ustring_to_utf8(text);
+}
+
+inline std::vector<char> bytesOf(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+/// Decisions and texts drawn from the fuzzer's bytes; zeros when they have run out.
+class Choices {
+public:
+    Choices(const std::uint8_t* data, std::size_t size) : next_(data), end_(data + size) {}
+
+    bool done() const { return next_ == end_; }
+    std::uint8_t byte() { return done() ? std::uint8_t{0} : *next_++; }
+    std::size_t below(std::size_t limit) { return byte() % limit; }
+    bool flag() { return below(2) == 1; }
+
+    /// Up to a line end. No NUL or other character has a meaning of its own.
+    std::string line() {
+        const auto* stop = std::find(next_, end_, '\n');
+        std::string text(next_, stop);
+        next_ = stop == end_ ? end_ : stop + 1;
+        return text;
+    }
+
+    std::string rest() {
+        std::string text(next_, end_);
+        next_ = end_;
+        return text;
+    }
+
+    /// A key or a text: well-formed, and often around the 21 bytes that a value holds in itself.
+    std::string shortText() {
+        static const std::array<std::string, 8> pieces = {
+            "a", "b", "0", "1", "~1", std::string(1, '\0'), "\u00e9", "\U0001F600"};
+        std::string text;
+        const std::size_t count = below(8) == 7 ? 20 + below(4) : below(4);
+        const std::string& filler = pieces[below(pieces.size())];
+        for (std::size_t n = 0; n < count; ++n) {
+            text += n < 3 ? pieces[below(pieces.size())] : filler;
+        }
+        return text;
+    }
+
+    double real() {
+        static const std::array values = {0.0, -0.0, 1.5, -7.0, 9007199254740993.0, 1e300, 5e-324};
+        return values[below(values.size())];
+    }
+
+    std::uint64_t natural() {
+        static const std::array<std::uint64_t, 7> values = {
+            0, 7, 1UL << 53U, (1UL << 53U) + 1, ~0UL >> 1U, (~0UL >> 1U) + 1, ~0UL};
+        return values[below(values.size())];
+    }
+
+    std::int64_t whole() {
+        const std::uint64_t bits = natural();
+        return static_cast<std::int64_t>(flag() ? ~bits + 1 : bits);
+    }
+
+private:
+    const std::uint8_t* next_;
+    const std::uint8_t* end_;
+};
+
+/// Whether a text is strict JSON to the library; what it makes of others is another fuzzer's
+/// business.
+inline bool readable(const std::string& text) {
+    try {
+        core::parse_json_document(u"", bytesOf(text), {});
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+/// The text of a value that lies somewhere in a document. The value is the root of another for that
+/// long: RapidJSON's own copy of it does arithmetic on null pointers.
+inline std::string textOf(Value& value) {
+    tree::DOM dom;
+    static_cast<Value&>(dom.document).Swap(value);
+    const std::string text =
+        u8(tree::write_string(dom, {.allowNaNInf = true, .prettyPrint = false, .indentText = {}}));
+    static_cast<Value&>(dom.document).Swap(value);
+    return text;
+}
+
+inline std::string keyOf(const Value::Member& member) {
+    return {member.name.GetString(), member.name.GetStringLength()};
+}
+
+} // namespace fuzz
