@@ -26,7 +26,7 @@ void ValueBuilder::setLongString(rapidjson::Value& value, std::string_view text)
     char* copy = allocate(text.size() + 1);
     std::memcpy(copy, text.data(), text.size());
     copy[text.size()] = '\0';
-    RawValue::setString(value, copy, text.size());
+    platform::RawValue::setString(value, copy, text.size());
 }
 
 void ValueBuilder::growStack() {

@@ -2,7 +2,7 @@
 
 /// Building a document's values, bottom up.
 
-#include "raw_values.hpp"
+#include "platform/raw_value.hpp"
 
 #include <ostra/io/json/tree/rapidjson.hpp>
 
@@ -50,17 +50,17 @@ public:
     ///                  make the copy of a short string faster.
     void string(std::string_view text, std::size_t readable) {
         auto* value = static_cast<rapidjson::Value*>(push());
-        if (text.size() > RawValue::longestInline) {
+        if (text.size() > platform::RawValue::longestInline) {
             setLongString(*value, text);
             return;
         }
         if (readable >= sizeof(rapidjson::Value)) {
-            copyShort(RawValue::inlineBytes(*value), text.data(), text.size());
+            copyShort(platform::RawValue::inlineBytes(*value), text.data(), text.size());
         } else {
-            std::memset(RawValue::inlineBytes(*value), 0, sizeof(rapidjson::Value));
-            std::copy(text.begin(), text.end(), RawValue::inlineBytes(*value));
+            std::memset(platform::RawValue::inlineBytes(*value), 0, sizeof(rapidjson::Value));
+            std::copy(text.begin(), text.end(), platform::RawValue::inlineBytes(*value));
         }
-        RawValue::setInlineString(*value, text.size());
+        platform::RawValue::setInlineString(*value, text.size());
     }
 
     void startObject() { push(); }
@@ -68,11 +68,11 @@ public:
     // The end of a container says how many members or elements it has: those that came last.
     void endObject(std::size_t members) {
         void* storage = takeLast(2 * members);
-        RawValue::setObject(top_[-1], storage, members);
+        platform::RawValue::setObject(top_[-1], storage, members);
     }
     void endArray(std::size_t elements) {
         void* storage = takeLast(elements);
-        RawValue::setArray(top_[-1], storage, elements);
+        platform::RawValue::setArray(top_[-1], storage, elements);
     }
 
     /// The finished root value; the builder is used up.

@@ -1,7 +1,7 @@
-#include "document/raw_value.hpp"
 #include "level_reader/level.hpp"
 #include "node_content/text.hpp"
 #include "node_vector/pool_pieces.hpp"
+#include "platform/raw_value.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
 
@@ -51,7 +51,7 @@ void LevelReader::setKeyNames(const std::vector<std::u16string>& names) {
     for (std::size_t i = 0; i < names.size(); ++i) {
         rapidjson::Value name = makeStringValue(names[i], dom.document);
         (new (members + i) Member)->name = name;
-        RawValue::setObject(*current, members, i + 1);
+        platform::RawValue::setObject(*current, members, i + 1);
     }
 }
 

@@ -1,7 +1,7 @@
 #include "node_content/key_pattern.hpp"
 
 #include "document/errors.hpp"
-#include "document/raw_value.hpp"
+#include "platform/raw_value.hpp"
 #include "platform/text_conversion.hpp"
 
 #include <cstring>
@@ -31,7 +31,7 @@ KeyPattern::KeyPattern(const Tarvel::String::String& keys) : memberCount_(keys.s
     rapidjson::Document::AllocatorType unused; // a name held inside its value takes no memory
     for (std::size_t i = 0; i < memberCount_; ++i) {
         const std::string name = requireName(keys, i);
-        const bool isInline = name.size() <= RawValue::longestInline;
+        const bool isInline = name.size() <= platform::RawValue::longestInline;
         char* const member = bytes() + i * sizeof(Member);
         new (member + offsetof(Member, value)) rapidjson::Value();
         new (member + offsetof(Member, name))
@@ -52,9 +52,10 @@ void KeyPattern::copyTo(rapidjson::Value& node, char* storage) const {
     std::memcpy(storage, block_.data(), size());
     auto* const members = reinterpret_cast<Member*>(storage);
     for (const LongName& name : longNames_) {
-        RawValue::setString(members[name.member].name, storage + name.offset, name.length);
+        platform::RawValue::setString(members[name.member].name, storage + name.offset,
+                                      name.length);
     }
-    RawValue::setObject(node, members, memberCount_);
+    platform::RawValue::setObject(node, members, memberCount_);
 }
 
 } // namespace ostra::io::json::tree

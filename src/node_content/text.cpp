@@ -1,6 +1,6 @@
 #include "node_content/text.hpp"
 
-#include "document/raw_value.hpp"
+#include "platform/raw_value.hpp"
 #include "platform/text_conversion.hpp"
 
 #include <cstring>
@@ -14,7 +14,7 @@ std::u16string toUString(const rapidjson::Value& value) {
 
 rapidjson::Value makeStringValue(const std::u16string& text, rapidjson::Document& document) {
     const std::string utf8 = fl::i18n::ustring_to_utf8(text);
-    if (utf8.size() <= RawValue::longestInline) {
+    if (utf8.size() <= platform::RawValue::longestInline) {
         return {utf8.data(), utf8.size(), document.GetAllocator()};
     }
     // Not RapidJSON's own copy: it writes through null where the pool has no memory.
@@ -24,7 +24,7 @@ rapidjson::Value makeStringValue(const std::u16string& text, rapidjson::Document
     }
     std::memcpy(bytes, utf8.c_str(), utf8.size() + 1);
     rapidjson::Value value;
-    RawValue::setString(value, static_cast<const char*>(bytes), utf8.size());
+    platform::RawValue::setString(value, static_cast<const char*>(bytes), utf8.size());
     return value;
 }
 

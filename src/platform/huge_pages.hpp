@@ -16,14 +16,14 @@ namespace platform {
 /// its being taken, and small blocks are left alone.
 inline void adviseHugePages(void* block, std::size_t size) {
     constexpr std::size_t worthwhile = std::size_t{4} << 20U;
-    constexpr std::uintptr_t pageSize = 4096;
+    constexpr std::size_t pageSize = 4096;
     if (size < worthwhile) {
         return;
     }
-    const auto begin = reinterpret_cast<std::uintptr_t>(block);
-    const std::uintptr_t firstPage = (begin + pageSize - 1) & ~(pageSize - 1);
-    const std::uintptr_t lastPage = (begin + size) & ~(pageSize - 1);
-    ::madvise(reinterpret_cast<void*>(firstPage), lastPage - firstPage, MADV_HUGEPAGE);
+    const std::size_t intoPage = reinterpret_cast<std::uintptr_t>(block) % pageSize;
+    const std::size_t toNextPage = (pageSize - intoPage) % pageSize;
+    ::madvise(static_cast<char*>(block) + toNextPage, (size - toNextPage) / pageSize * pageSize,
+              MADV_HUGEPAGE);
 }
 
 } // namespace platform

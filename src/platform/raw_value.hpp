@@ -6,23 +6,25 @@
 
 #include <cstddef>
 
-namespace ostra::io::json::core {
+namespace platform {
 
-struct RawValues;
+struct RawValueAccess;
 
-} // namespace ostra::io::json::core
+} // namespace platform
 
 namespace rapidjson {
 
 /// The door to a value's insides.
 ///
 /// Through its public operations a value grows element by element, and an object cannot even be
-/// told its size: RapidJSON 1.1.0 reserves 16 members and then half as many again. Its own document
-/// class sets values up in one step, by a friendship that extends to every specialisation; this one
-/// is no document but uses the friendship for the same purpose. Nothing else in this library
-/// depends on how RapidJSON lays out its values.
+/// told its size: RapidJSON 1.1.0 reserves 16 members and then half as many again. It copies an
+/// object by playing it back as events through a document with a stack of its own, and writes
+/// through null where its pool has no memory. Its own document class sets values up in one step, by
+/// a friendship that extends to every specialisation; this one is no document but uses the
+/// friendship for the same purpose. Nothing else in this library, nor in its embedded host, depends
+/// on how RapidJSON lays out its values.
 template <>
-class GenericDocument<UTF8<>, MemoryPoolAllocator<>, ostra::io::json::core::RawValues> {
+class GenericDocument<UTF8<>, MemoryPoolAllocator<>, platform::RawValueAccess> {
 public:
     /// Makes a fresh value an array of `count` elements at `elements`.
     static void setArray(Value& value, void* elements, SizeType count) {
@@ -61,9 +63,9 @@ public:
 
 } // namespace rapidjson
 
-namespace ostra::io::json::core {
+namespace platform {
 
 using RawValue =
-    rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<>, RawValues>;
+    rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<>, RawValueAccess>;
 
-} // namespace ostra::io::json::core
+} // namespace platform
