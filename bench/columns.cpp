@@ -21,7 +21,7 @@ NodeVector column(const NodeVector& records, const char* selector) {
     return records.get_children(selector).first;
 }
 
-void compareTypes(const NodeVector& nodes) {
+void compareTypes(const NodeVector& nodes, const std::string& name) {
     const auto loop = [&nodes] {
         std::vector<std::uint8_t> types(nodes.nodes.size());
         for (std::size_t i = 0; i < types.size(); ++i) {
@@ -32,12 +32,13 @@ void compareTypes(const NodeVector& nodes) {
     const auto types = nodes.get_types();
     const auto expected = loop();
     require(std::equal(expected.begin(), expected.end(), types->data()), "get_types");
-    side("columns/get_types/library", [&nodes] { return nodes.get_types(); });
-    side("columns/get_types/serial", loop);
+    side("columns/get_types, " + name + "/library", [&nodes] { return nodes.get_types(); });
+    side("columns/get_types, " + name + "/serial", loop);
 }
 
 /// Resetting nodes twice is the same as once, so the same nodes serve again and again.
-void compareSetTypes(NodeVector& nodes, const bench::tree::NumericArray<std::uint8_t>& types) {
+void compareSetTypes(NodeVector& nodes, const bench::tree::NumericArray<std::uint8_t>& types,
+                     const std::string& name) {
     const auto library = [&] {
         nodes.set_types(types);
         return nodes.nodes.size();
@@ -51,8 +52,8 @@ void compareSetTypes(NodeVector& nodes, const bench::tree::NumericArray<std::uin
     library();
     const auto after = nodes.get_types();
     require(std::equal(types->data(), types->data() + types->size(), after->data()), "set_types");
-    side("columns/set_types/library", library);
-    side("columns/set_types/serial", loop);
+    side("columns/set_types, " + name + "/library", library);
+    side("columns/set_types, " + name + "/serial", loop);
 }
 
 /// The columns of numbers made by the plain two passes: count, then fill.
@@ -213,17 +214,22 @@ void compareSetKeys() {
 int main(int argc, char** argv) {
     const NodeVector records = bench::elementsOf(bench::records(recordCount));
     const NodeVector everything = records.get_children();
-    compareTypes(everything);
+    compareTypes(everything, "all values");
     const NodeVector numbers = column(records, "/pos/x");
     compareNumbers(numbers, "doubles");
     const NodeVector identifiers = column(records, "/id");
     compareNumbers(identifiers, "uint64s");
     const NodeVector names = column(records, "/name");
     compareStrings(names);
+    compareTypes(names, "one column");
     compareGetKeys(records);
     compareSetKeys();
-    NodeVector emptied = bench::elementsOf(bench::records(recordCount)).get_children();
+    const NodeVector more = bench::elementsOf(bench::records(recordCount));
+    NodeVector emptied = more.get_children();
     const auto types = emptied.get_types();
-    compareSetTypes(emptied, types);
+    NodeVector emptiedColumn = column(more, "/name");
+    const auto columnTypes = emptiedColumn.get_types();
+    compareSetTypes(emptiedColumn, columnTypes, "one column");
+    compareSetTypes(emptied, types, "all values");
     return bench::runSides(argc, argv);
 }
