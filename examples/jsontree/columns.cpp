@@ -48,7 +48,7 @@ int columns(Arguments arguments) {
     *dom = tree::read_file(u16(options.file()), readOptions(options));
     tree::NodeVector records = recordsAt(dom, *pointer);
 
-    print(printable(options.file() + " " + *pointer) + ": ");
+    print(printable(options.file() + (pointer->empty() ? "" : " " + *pointer)) + ": ");
     printRecords(records);
     for (const std::string& selector : options.values("column")) {
         print("\n");

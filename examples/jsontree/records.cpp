@@ -130,7 +130,7 @@ void printColumn(const NodeVector& records, const std::string& selector) {
         texts.emplace_back("…");
     }
     print(printable(selector) + ": " + grouped(hits) + " found, " + grouped(missed->size() - hits) +
-          " missing: " + joined(texts) + "\n");
+          " missing" + (texts.empty() ? "" : ": " + joined(texts)) + "\n");
 }
 
 void printRecords(const NodeVector& records) {

@@ -84,6 +84,7 @@ prints 'small.json /rows: 3 records, 4 keys' 'x +double 1 +uint64 90071992547409
     'y +- +int64 -9007199254740993 +-' 'a/b~ +- +- +true' \
     '/tags: 2 found, 1 missing: array\[2\], array\[0\]' '/tags/1: 1 found, 2 missing: "q"' \
     -- columns small.json --records /rows --column /tags --column /tags/1
+prints 'small.json: 4 records, .*' '/none: 0 found, 4 missing' -- columns small.json --records= --column /none
 prints 'scaled 2 numbers' '/labels: 2 arrays with 2 elements in all' 'keys: X, labels, y, a/b~' \
     'resized to 1 element each: 2 arrays with 2 elements in all' \
     -- columns small.json --records /rows --set scale:/x=0.5 --set rename:x=X,tags=labels \
