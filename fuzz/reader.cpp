@@ -245,6 +245,7 @@ private:
     template <class T>
     static std::vector<std::uint64_t> bitsOf(const std::vector<T>& values) {
         std::vector<std::uint64_t> bits;
+        bits.reserve(values.size());
         for (const T value : values) {
             bits.push_back(std::bit_cast<std::uint64_t>(value));
         }

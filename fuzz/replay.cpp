@@ -12,8 +12,8 @@ namespace {
 void replay(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);
     const std::vector<char> bytes(std::istreambuf_iterator<char>(in), {});
-    std::printf("%s\n", file.c_str());
-    std::fflush(stdout);
+    (void)std::printf("%s\n", file.c_str());
+    (void)std::fflush(stdout);
     // A block of exactly this size, so that reading past its end is seen.
     const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
     LLVMFuzzerTestOneInput(input.data(), input.size());

@@ -29,7 +29,7 @@ using WriteOptions = ostra::io::json::write::struct_::WriteStructOptions;
 /// Ends the process with a message where `agrees` is false.
 inline void check(bool agrees, const char* what) {
     if (!agrees) {
-        std::fprintf(stderr, "disagreement: %s\n", what);
+        (void)std::fprintf(stderr, "disagreement: %s\n", what);
         std::abort();
     }
 }
@@ -120,7 +120,7 @@ inline bool readable(const std::string& text) {
 inline std::string textOf(Value& value) {
     tree::DOM dom;
     static_cast<Value&>(dom.document).Swap(value);
-    const std::string text =
+    std::string text =
         u8(tree::write_string(dom, {.allowNaNInf = true, .prettyPrint = false, .indentText = {}}));
     static_cast<Value&>(dom.document).Swap(value);
     return text;
