@@ -1,7 +1,7 @@
 #pragma once
 
-/// The classic traps of JSON parsers, beyond those whose messages json_core_test.cpp looks at: texts
-/// that a strict reader must take, and texts that it must refuse.
+/// The classic traps of JSON parsers, beyond those whose messages json_core_test.cpp looks at:
+/// texts that a strict reader must take, and texts that it must refuse.
 
 #include <string>
 #include <vector>
