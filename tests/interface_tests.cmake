@@ -1,0 +1,24 @@
+# Tests of what the libraries look like from outside: their binary interface and their hardening.
+
+if(TVIOJSONTREE_SANITIZER)
+    return()
+endif()
+
+# Compilers describe the same types differently: the baseline is GCC's.
+find_program(ABIDW abidw)
+find_program(ABIDIFF abidiff)
+if(ABIDW AND ABIDIFF AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_library(public_types SHARED abi/public_types.cpp)
+    target_link_libraries(public_types PRIVATE tviojsontree_interface)
+    target_compile_options(public_types PRIVATE -g -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+    command_test(binary_interface binary_interface.sh $<TARGET_FILE:public_types>
+                 ${CMAKE_CURRENT_SOURCE_DIR}/abi/libtviojsontree.abi ${PROJECT_SOURCE_DIR})
+else()
+    message(STATUS "The binary interface is not compared: that takes GCC and abigail-tools")
+endif()
+
+if(CMAKE_BUILD_TYPE MATCHES "Rel" AND NOT TVIOJSONTREE_HOST_PREFIX)
+    command_test(hardened hardened_test.sh ${PROJECT_BINARY_DIR} $<TARGET_FILE:tviojsontree>
+                 $<TARGET_FILE:tviojsoncore> $<TARGET_FILE:tviocommonfile> $<TARGET_FILE:tvi18n>
+                 $<TARGET_FILE:tvfl> $<TARGET_FILE:tvstring_core> $<TARGET_FILE:qx>)
+endif()
