@@ -1,4 +1,6 @@
-# Tests of what the libraries look like from outside: their binary interface and their hardening.
+# Tests of what the libraries look like from outside: promises, binary interface and hardening.
+
+command_test(security security_test.sh ${PROJECT_SOURCE_DIR})
 
 if(TVIOJSONTREE_SANITIZER)
     return()
