@@ -43,6 +43,7 @@ protected:
 
 TEST_F(Threads, EachWithItsOwnDocuments) {
     std::vector<std::jthread> threads;
+    threads.reserve(8);
     for (std::size_t t = 0; t < 8; ++t) {
         threads.emplace_back([this, t] { expectTheSame(t); });
     }
@@ -52,15 +53,21 @@ TEST_F(Threads, ReadOneDocumentTogether) {
     test::Subject shared(records, folder / "shared");
     const test::tree::NodeVector& nodes = shared.nodes;
     const auto readAll = [&] {
-        return test::shown(nodes.get_children()) + test::shown(nodes.get_children("/pos/1/1")) +
-               test::shown(nodes.get_children_by_node_name("deep")) +
-               test::shown(nodes.resolve_node_name_to_selector("deep")) +
-               test::shown(nodes.get_children_exhaustive("/pos")) + test::shown(nodes.get_types()) +
-               test::shown(shared.values.get_data()) + test::shown(nodes.get_keys()) +
-               test::shown(nodes.subset(*shared.indices)) + test::shown(*shared.dom);
+        std::string all;
+        for (const test::Shown& one :
+             {test::Shown(nodes.get_children()), test::Shown(nodes.get_children("/pos/1/1")),
+              test::Shown(nodes.get_children_by_node_name("deep")),
+              test::Shown(nodes.resolve_node_name_to_selector("deep")),
+              test::Shown(nodes.get_children_exhaustive("/pos")), test::Shown(nodes.get_types()),
+              test::Shown(shared.values.get_data()), test::Shown(nodes.get_keys()),
+              test::Shown(nodes.subset(*shared.indices)), test::Shown(*shared.dom)}) {
+            all += one.text;
+        }
+        return all;
     };
     const std::string alone = readAll();
     std::vector<std::jthread> threads;
+    threads.reserve(8);
     for (int t = 0; t < 8; ++t) {
         threads.emplace_back([&] { EXPECT_TRUE(readAll() == alone); });
     }

@@ -1,6 +1,7 @@
 #include "node_content/columns.hpp"
 #include "node_vector/parallel_loop.hpp"
 #include "node_vector/selector_walk.hpp"
+#include "platform/huge_pages.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
@@ -19,6 +20,7 @@ std::pair<NodeVector, NumericArray<bool>> lookUp(const NodeVector& from, const R
     const std::size_t count = from.nodes.size();
     // Not a vector: zeroing it would touch all its pages on this thread before the others start.
     const auto found = std::make_unique_for_overwrite<rapidjson::Value*[]>(count);
+    platform::adviseHugePages(found.get(), count * sizeof(rapidjson::Value*));
     NumericArray<bool> missing = makeColumn<bool>(count);
     parallelLoop(count, [&](std::size_t begin, std::size_t end) {
         resolve(std::span(from.nodes).subspan(begin, end - begin), found.get() + begin);
@@ -30,7 +32,10 @@ std::pair<NodeVector, NumericArray<bool>> lookUp(const NodeVector& from, const R
     // Mostly nothing is missing, and the copy is one of memory.
     rapidjson::Value** const end =
         misses == 0 ? found.get() + count : std::remove(found.get(), found.get() + count, nullptr);
-    std::vector<rapidjson::Value*> hits(found.get(), end);
+    std::vector<rapidjson::Value*> hits;
+    hits.reserve(count - misses);
+    platform::adviseHugePages(hits.data(), hits.capacity() * sizeof(rapidjson::Value*));
+    hits.assign(found.get(), end);
     return {NodeVector(from.dom, std::move(hits)), std::move(missing)};
 }
 

@@ -15,7 +15,7 @@ namespace platform {
 /// values took 152 ms with small pages and 62 ms with huge ones. Advice only: nothing depends on
 /// its being taken, and small blocks are left alone.
 inline void adviseHugePages(void* block, std::size_t size) {
-    constexpr std::size_t worthwhile = std::size_t{4} << 20U;
+    constexpr std::size_t worthwhile = std::size_t{3} << 20U;
     constexpr std::size_t pageSize = 4096;
     if (size < worthwhile) {
         return;

@@ -26,10 +26,11 @@ struct Subject {
         std::string json = "[";
         for (std::size_t i = 0; i < records; ++i) {
             const std::string n = std::to_string(i);
-            json +=
-                (i == 0 ? "" : ",") + (R"({"id":)" + n + R"(,"name":"text number )" + n) +
-                R"( is a long one","unit":"","note":"a note of more than 21 bytes","big":9007199254740993,"neg":-9007199254740993,"pos":[)" +
-                n + R"(.5,[null,"\u00e9"]],"a key that is a long one":{"deep":[{"id":1}]}})";
+            json += i == 0 ? "" : ",";
+            json += R"({"id":)" + n + R"(,"name":"text number )" + n + R"( is a long one")";
+            json += R"(,"unit":"","note":"a note of more than 21 bytes","big":9007199254740993)";
+            json += R"(,"neg":-9007199254740993,"pos":[0.5,[null,"\u00e9"]])";
+            json += R"(,"a key that is a long one":{"deep":[{"id":1}]}})";
         }
         text = u16(json + "]");
         *dom = tree::read_string(text, {});
@@ -77,68 +78,53 @@ struct Subject {
 inline void (*beforeOperation)() = [] {};
 inline void (*afterOperation)() = [] {};
 
-// What an operation answered, as text.
-inline std::string shown(bool found) {
-    return found ? "yes" : "no";
-}
-inline std::string shown(const std::u16string& text) {
-    return u8(text);
-}
-inline std::string shown(const std::optional<std::string>& text) {
-    return text.value_or("none");
-}
-inline std::string shown(const tree::DOM& dom) {
-    return textOf(dom);
-}
-inline std::string shown(const tree::LevelReader& at) {
-    return textOf(at);
-}
-inline std::string shown(const tree::NodeVector& nodes) {
-    tree::DOM all;
-    auto& pool = all.document.GetAllocator();
-    all.document.SetArray();
-    for (const rapidjson::Value* node : nodes.nodes) {
-        all.document.PushBack(rapidjson::Value(*node, pool), pool);
+/// What an operation answered, as text.
+struct Shown {
+    std::string text;
+    Shown(bool found) : text(found ? "yes" : "no") {}
+    Shown(const std::u16string& answer) : text(u8(answer)) {}
+    Shown(const std::optional<std::string>& answer) : text(answer.value_or("none")) {}
+    Shown(const tree::DOM& dom) : text(textOf(dom)) {}
+    Shown(const std::shared_ptr<tree::DOM>& dom) : Shown(*dom) {}
+    Shown(const tree::LevelReader& at) : text(textOf(at)) {}
+    Shown(const std::unique_ptr<tree::LevelReader>& at) : Shown(*at) {}
+    Shown(const tree::NodeVector& nodes) {
+        tree::DOM all;
+        auto& pool = all.document.GetAllocator();
+        all.document.SetArray();
+        for (const rapidjson::Value* node : nodes.nodes) {
+            all.document.PushBack(rapidjson::Value(*node, pool), pool);
+        }
+        text = textOf(all);
     }
-    return textOf(all);
-}
-template <class T>
-std::string shown(const std::vector<T>& values) {
-    std::string all;
-    for (const T& value : values) {
-        if constexpr (std::is_same_v<T, std::u16string>) {
-            all += u8(value) + ' ';
-        } else {
-            all += std::to_string(value) + ' ';
+    template <class T>
+    Shown(const std::vector<T>& values) {
+        for (const T& value : values) {
+            if constexpr (std::is_same_v<T, std::u16string>) {
+                text += u8(value) + ' ';
+            } else {
+                text += std::to_string(value) + ' ';
+            }
         }
     }
-    return all;
-}
-template <class T>
-std::string shown(const tree::NumericArray<T>& array) {
-    return shown(std::vector<T>(array->data(), array->data() + array->size()));
-}
-inline std::string shown(const tree::StringArray& array) {
-    std::string all;
-    for (std::size_t i = 0; i < array->size(); ++i) {
-        all += u8(*array->get(i)) + ' ';
+    template <class T>
+    Shown(const tree::NumericArray<T>& array)
+        : Shown(std::vector<T>(array->data(), array->data() + array->size())) {}
+    Shown(const tree::StringArray& array) {
+        for (std::size_t i = 0; i < array->size(); ++i) {
+            text += u8(*array->get(i)) + ' ';
+        }
     }
-    return all;
-}
-inline std::string shown(const tree::NodeVectorData& data) {
-    return shown(data.types) + shown(data.number_types) + shown(data.strings) +
-           shown(data.doubles) + shown(data.uint64s) + shown(data.int64s);
-}
-template <class Column>
-std::string shown(const std::pair<tree::NodeVector, Column>& found) {
-    return shown(found.first) + shown(found.second);
-}
-inline std::string shown(const std::shared_ptr<tree::DOM>& one) {
-    return shown(*one);
-}
-inline std::string shown(const std::unique_ptr<tree::LevelReader>& one) {
-    return shown(*one);
-}
+    Shown(const tree::NodeVectorData& data) {
+        for (const Shown& one : {Shown(data.types), Shown(data.number_types), Shown(data.strings),
+                                 Shown(data.doubles), Shown(data.uint64s), Shown(data.int64s)}) {
+            text += one.text;
+        }
+    }
+    template <class Column>
+    Shown(const std::pair<tree::NodeVector, Column>& found)
+        : text(Shown(found.first).text + Shown(found.second).text) {}
+};
 
 /// One public operation.
 struct Operation {
@@ -167,7 +153,7 @@ Operation operation(std::string name, Run run, std::size_t parts = 0) {
             return std::string();
         } else {
             const auto answer = call();
-            return shown(answer);
+            return Shown(answer).text;
         }
     };
     return {std::move(name), shownRun, parts};
