@@ -36,8 +36,7 @@ TEST(Conformance, TakesWhatIsJsonAndWritesItBack) {
         const bool marked = text.starts_with("\xEF\xBB\xBF");
         const std::string bare = marked ? text.substr(3) : text;
         EXPECT_EQ(reading("[" + bare + "]"), "[" + *once + "]");
-        EXPECT_EQ(reading("{\"k\":" + bare + ",\"k\":\r" + bare + "}"),
-                  "{\"k\":" + *once + ",\"k\":" + *once + "}");
+        EXPECT_EQ(reading("{\"k\":\r" + bare + "}"), "{\"k\":" + *once + "}");
     }
 }
 

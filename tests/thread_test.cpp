@@ -51,17 +51,12 @@ TEST_F(Threads, EachWithItsOwnDocuments) {
 
 TEST_F(Threads, ReadOneDocumentTogether) {
     test::Subject shared(records, folder / "shared");
-    const test::tree::NodeVector& nodes = shared.nodes;
     const auto readAll = [&] {
         std::string all;
-        for (const test::Shown& one :
-             {test::Shown(nodes.get_children()), test::Shown(nodes.get_children("/pos/1/1")),
-              test::Shown(nodes.get_children_by_node_name("deep")),
-              test::Shown(nodes.resolve_node_name_to_selector("deep")),
-              test::Shown(nodes.get_children_exhaustive("/pos")), test::Shown(nodes.get_types()),
-              test::Shown(shared.values.get_data()), test::Shown(nodes.get_keys()),
-              test::Shown(nodes.subset(*shared.indices)), test::Shown(*shared.dom)}) {
-            all += one.text;
+        for (const test::Operation& operation : test::operations()) {
+            for (const char* reading : {"get_", "resolve", "subset", "write_string"}) {
+                all += operation.name.starts_with(reading) ? operation.run(shared, 0) : "";
+            }
         }
         return all;
     };

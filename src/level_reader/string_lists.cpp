@@ -1,6 +1,5 @@
 #include "level_reader/level.hpp"
 #include "node_content/text.hpp"
-#include "node_vector/pool_pieces.hpp"
 #include "platform/raw_value.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
@@ -45,9 +44,11 @@ void LevelReader::setKeyNames(const std::vector<std::u16string>& names) {
     }
     // Not AddMember: it writes through null where the pool has no memory, and takes the members
     // anew time and again as they become more. No overflow: a name is two thirds of a member.
-    const std::size_t bytes = names.size() * sizeof(Member);
-    const PoolPieces memory(dom.document.GetAllocator(), {bytes});
-    auto* const members = static_cast<Member*>(memory.piece(0).Malloc(bytes));
+    void* const block = dom.document.GetAllocator().Malloc(names.size() * sizeof(Member));
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    auto* const members = static_cast<Member*>(block);
     for (std::size_t i = 0; i < names.size(); ++i) {
         rapidjson::Value name = makeStringValue(names[i], dom.document);
         (new (members + i) Member)->name = name;

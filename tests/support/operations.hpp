@@ -27,9 +27,11 @@ struct Subject {
         for (std::size_t i = 0; i < records; ++i) {
             const std::string n = std::to_string(i);
             json += i == 0 ? "" : ",";
-            json += R"({"id":)" + n + R"(,"name":"text number )" + n + R"( is a long one")";
-            json += R"(,"unit":"","note":"a note of more than 21 bytes","big":9007199254740993)";
-            json += R"(,"neg":-9007199254740993,"pos":[0.5,[null,"\u00e9"]])";
+            json += R"({"id":)" + n;
+            json += R"(,"name":"text number )" + n;
+            json += R"( is a long one","unit":"","note":"a note of more than 21 bytes")";
+            json +=
+                R"(,"big":9007199254740993,"neg":-9007199254740993,"pos":[0.5,[null,"\u00e9"]])";
             json += R"(,"a key that is a long one":{"deep":[{"id":1}]}})";
         }
         text = u16(json + "]");
