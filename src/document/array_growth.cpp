@@ -1,6 +1,6 @@
 #include "document/array_growth.hpp"
 
-#include "node_vector/pool_pieces.hpp"
+#include "document/pool_pieces.hpp"
 
 #include <stdexcept>
 

@@ -1,9 +1,9 @@
+#include "document/pool_pieces.hpp"
 #include "node_content/key_pattern.hpp"
 #include "node_content/key_union.hpp"
 #include "node_content/visit_nodes.hpp"
 #include "node_vector/distinct_nodes.hpp"
 #include "node_vector/parallel_loop.hpp"
-#include "node_vector/pool_pieces.hpp"
 #include "platform/text_conversion.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>

@@ -1,7 +1,7 @@
+#include "document/pool_pieces.hpp"
 #include "node_content/visit_nodes.hpp"
 #include "node_vector/address_runs.hpp"
 #include "node_vector/parallel_loop.hpp"
-#include "node_vector/pool_pieces.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 

@@ -1,4 +1,4 @@
-#include "node_vector/pool_pieces.hpp"
+#include "document/pool_pieces.hpp"
 
 #include "platform/huge_pages.hpp"
 
