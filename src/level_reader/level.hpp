@@ -49,15 +49,16 @@ std::vector<T> listValues(const rapidjson::Value& level, const Getter& get,
 ///
 /// @param level    the value whose level it is; changed in place.
 /// @param values   the new values.
-/// @param make     `rapidjson::Value(const T&)`: the entry for a value.
+/// @param assign   `(rapidjson::Value&, const T&)`: makes an entry what a value says. Not a maker
+///                 of entries: moving a number into place took as long as finding its place.
 /// @param matches  `bool(const rapidjson::Value&)`: which entries are replaced.
-template <class T, class Maker, class Predicate>
-void setValues(rapidjson::Value& level, const std::vector<T>& values, const Maker& make,
+template <class T, class Assign, class Predicate>
+void setValues(rapidjson::Value& level, const std::vector<T>& values, const Assign& assign,
                const Predicate& matches) {
     auto value = values.begin();
     const auto set = [&](rapidjson::Value& entry) {
         if (matches(entry)) {
-            entry = make(*value++);
+            assign(entry, *value++);
         }
     };
     if (level.IsObject()) {
@@ -69,7 +70,7 @@ void setValues(rapidjson::Value& level, const std::vector<T>& values, const Make
             set(*e);
         }
     } else if (!values.empty()) {
-        level = make(values.front());
+        assign(level, values.front());
     }
 }
 

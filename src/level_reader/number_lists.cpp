@@ -3,6 +3,8 @@
 
 #include <ostra/io/json/tree/level_reader.hpp>
 
+#include <cstdint>
+
 namespace ostra::io::json::tree {
 
 namespace {
@@ -10,7 +12,11 @@ namespace {
 const auto getDouble = [](const rapidjson::Value& value) { return value.GetDouble(); };
 const auto getUint64 = [](const rapidjson::Value& value) { return value.GetUint64(); };
 const auto getInt64 = [](const rapidjson::Value& value) { return value.GetInt64(); };
-const auto makeNumber = [](auto number) { return rapidjson::Value(number); };
+const auto setDouble = [](rapidjson::Value& value, double number) { value.SetDouble(number); };
+const auto setUint64 = [](rapidjson::Value& value, std::uint64_t number) {
+    value.SetUint64(number);
+};
+const auto setInt64 = [](rapidjson::Value& value, std::int64_t number) { value.SetInt64(number); };
 
 } // namespace
 
@@ -27,15 +33,15 @@ std::vector<long> LevelReader::listInt64s() const {
 }
 
 void LevelReader::setDoubles(const std::vector<double>& values) {
-    setValues(*current, values, makeNumber, isLosslessDouble);
+    setValues(*current, values, setDouble, isLosslessDouble);
 }
 
 void LevelReader::setUint64s(const std::vector<unsigned long>& values) {
-    setValues(*current, values, makeNumber, isLossyUint64);
+    setValues(*current, values, setUint64, isLossyUint64);
 }
 
 void LevelReader::setInt64s(const std::vector<long>& values) {
-    setValues(*current, values, makeNumber, isLossyInt64);
+    setValues(*current, values, setInt64, isLossyInt64);
 }
 
 } // namespace ostra::io::json::tree

@@ -19,10 +19,10 @@ std::vector<std::u16string> LevelReader::listStrings() const {
 }
 
 void LevelReader::setStrings(const std::vector<std::u16string>& values) {
-    const auto makeString = [this](const std::u16string& text) {
-        return makeStringValue(text, dom.document);
+    const auto setString = [this](rapidjson::Value& value, const std::u16string& text) {
+        value = makeStringValue(text, dom.document);
     };
-    setValues(*current, values, makeString, isString);
+    setValues(*current, values, setString, isString);
 }
 
 std::vector<std::u16string> LevelReader::listKeyNames() const {

@@ -14,18 +14,20 @@ namespace {
 
 const auto isNumber = [](const rapidjson::Value& value) { return value.IsNumber(); };
 
-/// A number of the given class. The most negative integer would be the obvious one for `Int64`, but
-/// a double holds it exactly.
-rapidjson::Value placeholder(LevelReader::NumberType type) {
+/// Makes a value a number of the given class. The most negative integer would be the obvious one
+/// for `Int64`, but a double holds it exactly.
+void setPlaceholder(rapidjson::Value& value, LevelReader::NumberType type) {
     switch (type) {
     case LevelReader::Uint64:
-        return rapidjson::Value(std::numeric_limits<std::uint64_t>::max());
+        value.SetUint64(std::numeric_limits<std::uint64_t>::max());
+        return;
     case LevelReader::Int64:
-        return rapidjson::Value(-std::numeric_limits<std::int64_t>::max());
+        value.SetInt64(-std::numeric_limits<std::int64_t>::max());
+        return;
     case LevelReader::Double:
         break;
     }
-    return rapidjson::Value(0.0);
+    value.SetDouble(0.0);
 }
 
 } // namespace
@@ -45,8 +47,10 @@ void LevelReader::setValueTypes(const std::vector<rapidjson::Type>& types) {
     if (current->IsArray()) {
         growArray(*current, types.size(), dom.document.GetAllocator());
     }
-    setValues(
-        *current, types, [](rapidjson::Type type) { return rapidjson::Value(type); }, isAnyValue);
+    const auto setFresh = [](rapidjson::Value& value, rapidjson::Type type) {
+        value = rapidjson::Value(type);
+    };
+    setValues(*current, types, setFresh, isAnyValue);
 }
 
 std::vector<LevelReader::NumberType> LevelReader::listNumberTypes() const {
@@ -58,7 +62,7 @@ std::vector<LevelReader::NumberType> LevelReader::listNumberTypes() const {
 }
 
 void LevelReader::setNumberTypes(const std::vector<NumberType>& types) {
-    setValues(*current, types, placeholder, isNumber);
+    setValues(*current, types, setPlaceholder, isNumber);
 }
 
 } // namespace ostra::io::json::tree
