@@ -47,6 +47,37 @@ void compare(const std::string& name, List list, Loop loop) {
     side("lists/" + name + "/by hand", loop);
 }
 
+/// The same for replacing all numbers of one class, in a reader and a document of the same text.
+template <class T, class Matches, class Assign>
+void compareSetting(const std::string& name, LevelReader& reader, bench::tree::DOM& dom,
+                    std::vector<T> (LevelReader::*list)() const,
+                    void (LevelReader::*set)(const std::vector<T>&), Matches matches,
+                    Assign assign) {
+    std::vector<T> values = (reader.*list)();
+    for (T& value : values) {
+        value += 2; // stays in its class
+    }
+    const auto byHand = [values, &dom, matches, assign] {
+        auto value = values.begin();
+        for (Value& element : dom.document.GetArray()) {
+            if (value != values.end() && matches(element)) {
+                assign(element, *value++);
+            }
+        }
+        return values.size();
+    };
+    const auto library = [values, &reader, set] {
+        (reader.*set)(values);
+        return values.size();
+    };
+    library();
+    byHand();
+    require((reader.*list)() == values, name.c_str());
+    require(bench::tree::write_string(dom, {}) == reader.writeString({}), name.c_str());
+    side("lists/" + name + "/library", library);
+    side("lists/" + name + "/by hand", byHand);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -106,5 +137,15 @@ int main(int argc, char** argv) {
                                                 : LevelReader::Int64;
                 });
         });
+    const auto changed = LevelReader::MakeStringReaderPtr(text, {});
+    bench::tree::DOM changedByHand = bench::tree::read_string(text, {});
+    compareSetting(
+        "set doubles", *changed, changedByHand, &LevelReader::listDoubles, &LevelReader::setDoubles,
+        [](const Value& v) { return v.IsLosslessDouble(); },
+        [](Value& v, double number) { v.SetDouble(number); });
+    compareSetting(
+        "set uint64s", *changed, changedByHand, &LevelReader::listUint64s, &LevelReader::setUint64s,
+        [](const Value& v) { return v.IsUint64() && !v.IsLosslessDouble(); },
+        [](Value& v, unsigned long number) { v.SetUint64(number); });
     return bench::runSides(argc, argv);
 }
