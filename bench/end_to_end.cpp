@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <limits>
 
 namespace {
 
@@ -203,12 +204,20 @@ int main(int argc, char** argv) {
 
     const char* const sides[] = {"library", "simdjson", "nlohmann"};
     std::array<Report, 3> best{};
-    constexpr int repetitions = 3;
-    for (int r = 0; r < repetitions; ++r) {
-        for (std::size_t s = 0; s < best.size(); ++s) {
-            const Report report = inOwnProcess(argv[0], sides[s], path);
-            if (r == 0 || report.seconds < best[s].seconds) {
-                best[s] = report;
+    // Twice in a row each: on a virtual machine whose free memory goes back to its host, whoever
+    // runs after the side that freed most waits for the host to hand pages out anew (seen: 1.06 s
+    // where 0.28 s is usual).
+    constexpr int rounds = 3;
+    constexpr std::size_t runsInARow = 2;
+    for (Report& report : best) {
+        report.seconds = std::numeric_limits<double>::infinity();
+    }
+    for (int r = 0; r < rounds; ++r) {
+        for (std::size_t s = 0; s < best.size() * runsInARow; ++s) {
+            Report& bestOfSide = best[s / runsInARow];
+            const Report report = inOwnProcess(argv[0], sides[s / runsInARow], path);
+            if (report.seconds < bestOfSide.seconds) {
+                bestOfSide = report;
             }
         }
     }
