@@ -38,8 +38,8 @@ std::vector<char> readall(const std::u16string& path) {
         attempt.fail(EFBIG);
     }
     if (expected > 0) {
-        bytes.reserve(expected + 1); // one more byte, so that looking for the end needs no growth
-        platform::adviseHugePages(bytes.data(), bytes.capacity());
+        // One more byte, so that looking for the end needs no growth.
+        platform::reserveOnHugePages(bytes, expected + 1);
     }
     std::size_t have = 0;
     for (;;) {

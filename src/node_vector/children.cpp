@@ -11,9 +11,7 @@ NodeVector NodeVector::get_children() const {
         total += childCount(*node);
     }
     std::vector<rapidjson::Value*> children;
-    children.reserve(total);
-    // Half a million pointers: 1.2 ms instead of 1.9.
-    platform::adviseHugePages(children.data(), total * sizeof(rapidjson::Value*));
+    platform::reserveOnHugePages(children, total); // half a million: 1.2 ms instead of 1.9
     for (rapidjson::Value* node : nodes) {
         const rapidjson::SizeType count = childCount(*node);
         for (rapidjson::SizeType i = 0; i < count; ++i) {

@@ -21,8 +21,7 @@ std::pair<NodeVector, NumericArray<bool>> lookUp(const NodeVector& from, const R
     // Slots and result in one array: with a second one for the result, page faults took as long as
     // half of the walk itself. Zeroing a warm one takes a fiftieth of it.
     std::vector<rapidjson::Value*> found;
-    found.reserve(count);
-    platform::adviseHugePages(found.data(), count * sizeof(rapidjson::Value*));
+    platform::reserveOnHugePages(found, count);
     found.resize(count);
     NumericArray<bool> missing = makeColumn<bool>(count);
     parallelLoop(count, [&](std::size_t begin, std::size_t end) {

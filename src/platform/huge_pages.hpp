@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace platform {
 
@@ -24,6 +25,14 @@ inline void adviseHugePages(void* block, std::size_t size) {
     const std::size_t toNextPage = (pageSize - intoPage) % pageSize;
     ::madvise(static_cast<char*>(block) + toNextPage, (size - toNextPage) / pageSize * pageSize,
               MADV_HUGEPAGE);
+}
+
+/// Reserves room in a vector, on huge pages where it is large.
+/// @throws std::bad_alloc, std::length_error  as `reserve`.
+template <class T>
+void reserveOnHugePages(std::vector<T>& values, std::size_t count) {
+    values.reserve(count);
+    adviseHugePages(values.data(), values.capacity() * sizeof(T));
 }
 
 } // namespace platform
