@@ -112,8 +112,7 @@ void checkCursorNames(LevelReader& reader, Value& root, const std::string& name)
 
 /// A selector, a node name and JSON text, a line each; the text may have more.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    constexpr std::size_t longest = 2048; // the oracle recurses
-    if (size > longest) {
+    if (size > fuzz::longestInput) {
         return 0;
     }
     Choices choices(data, size);

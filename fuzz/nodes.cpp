@@ -369,16 +369,6 @@ private:
 
 } // namespace
 
-/// A line of JSON text, then what is done with it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    constexpr std::size_t longest = 2048; // the oracle recurses
-    if (size > longest) {
-        return 0;
-    }
-    Choices choices(data, size);
-    const std::string text = choices.line();
-    if (readable(text)) {
-        Session(text, choices).run();
-    }
-    return 0;
+    return fuzz::runSession<Session>(data, size);
 }

@@ -115,6 +115,22 @@ inline bool readable(const std::string& text) {
     }
 }
 
+constexpr std::size_t longestInput = 2048; // bytes; the models recurse
+
+/// What a fuzzer of sequences does with its input: a line of JSON text, then what is done with it.
+template <class Session>
+int runSession(const std::uint8_t* data, std::size_t size) {
+    if (size > longestInput) {
+        return 0;
+    }
+    Choices choices(data, size);
+    const std::string text = choices.line();
+    if (readable(text)) {
+        Session(text, choices).run();
+    }
+    return 0;
+}
+
 /// The text of a value that lies somewhere in a document. The value is the root of another for that
 /// long: RapidJSON's own copy of it does arithmetic on null pointers.
 inline std::string textOf(Value& value) {
