@@ -29,16 +29,20 @@ std::size_t pieceSize(std::size_t payload) {
 }
 
 char* takeBlock(Pool& pool, std::size_t size) {
+    return static_cast<char*>(takeFromPool(pool, size));
+}
+
+} // namespace
+
+void* takeFromPool(Pool& pool, std::size_t size) {
     // The pool adds its own header to what is asked for, unchecked.
     void* const block = size <= PTRDIFF_MAX - headerSize ? pool.Malloc(size) : nullptr;
     if (block == nullptr && size != 0) {
         throw std::bad_alloc();
     }
     platform::adviseHugePages(block, size);
-    return static_cast<char*>(block);
+    return block;
 }
-
-} // namespace
 
 PoolPieces::PoolPieces(Pool& pool, const std::vector<std::size_t>& payloads) {
     // From here on it is one block: the kernel can refuse at once what it could not back, where one

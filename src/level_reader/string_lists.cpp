@@ -1,3 +1,4 @@
+#include "document/pool_pieces.hpp"
 #include "level_reader/level.hpp"
 #include "node_content/text.hpp"
 #include "platform/raw_value.hpp"
@@ -39,16 +40,10 @@ std::vector<std::u16string> LevelReader::listKeyNames() const {
 void LevelReader::setKeyNames(const std::vector<std::u16string>& names) {
     using Member = rapidjson::Value::Member;
     setCurrentType(rapidjson::kObjectType);
-    if (names.empty()) {
-        return;
-    }
     // Not AddMember: it writes through null where the pool has no memory, and takes the members
     // anew time and again as they become more. No overflow: a name is two thirds of a member.
-    void* const block = dom.document.GetAllocator().Malloc(names.size() * sizeof(Member));
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    auto* const members = static_cast<Member*>(block);
+    auto* const members = static_cast<Member*>(
+        takeFromPool(dom.document.GetAllocator(), names.size() * sizeof(Member)));
     for (std::size_t i = 0; i < names.size(); ++i) {
         rapidjson::Value name = makeStringValue(names[i], dom.document);
         (new (members + i) Member)->name = name;

@@ -52,17 +52,14 @@ std::vector<std::size_t> objectsBeforeChunks(std::span<rapidjson::Value* const> 
     return before;
 }
 
-/// Memory for `count` blocks of `size` bytes each.
+/// Memory for `count` blocks of `size` bytes each; null for none.
 /// @throws std::length_error, std::bad_alloc  the pool gives nothing then.
 char* takeBlocks(Pool& pool, std::size_t count, std::size_t size) {
     std::size_t bytes = 0;
     if (__builtin_mul_overflow(count, size, &bytes)) {
         throw std::length_error("more members than memory can hold");
     }
-    if (bytes == 0) {
-        return nullptr;
-    }
-    return static_cast<char*>(PoolPieces(pool, {bytes}).piece(0).Malloc(bytes));
+    return static_cast<char*>(takeFromPool(pool, bytes));
 }
 
 } // namespace
