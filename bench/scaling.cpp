@@ -10,6 +10,7 @@
 
 namespace {
 
+using bench::require;
 using bench::tree::NodeVector;
 using rapidjson::Value;
 
@@ -59,9 +60,46 @@ void scale(const std::string& name, const NodeVector& records, const NodesOf& no
     }
 }
 
+/// Compares what every operation gives for some records with what their text says.
+void checkAnswers() {
+    constexpr std::size_t count = 1000;
+    const auto dom = document(count);
+    const NodeVector records = NodeVector(dom, {&dom->document}).get_children();
+    require(records.nodes.size() == count, "records");
+    const NodeVector numbers = records.get_children("/a/x").first;
+    const NodeVector lists = records.get_children("/t").first;
+    const NodeVector children = records.get_children();
+    require(children.nodes.size() == 3 * count, "get_children");
+    require(records.get_children_by_node_name("x").first.nodes == numbers.nodes,
+            "get_children_by_node_name");
+    require(records.get_children_exhaustive("/t").first.nodes == lists.get_children().nodes,
+            "get_children_exhaustive");
+    require(records.get_keys()->size() == 3, "get_keys");
+    const auto types = lists.get_types();
+    const auto doubles = numbers.get_data().doubles;
+    const auto strings = records.get_children("/s").first.get_data().strings;
+    require(doubles->size() == count && strings->size() == count, "get_data");
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string number = std::to_string(i);
+        require(types->data()[i] == rapidjson::kArrayType, "get_types");
+        require(children.nodes[3 * i + 1] == lists.nodes[i], "order of get_children");
+        require(doubles->data()[i] == static_cast<double>(i) + 0.5, "get_data, numbers");
+        require(*strings->get(i) == fl::i18n::utf8_to_ustring("text " + number),
+                "get_data, strings");
+    }
+    const std::u16string before = bench::tree::write_string(*dom, {});
+    NodeVector(numbers).set_data(numbers.get_data());
+    require(bench::tree::write_string(*dom, {}) == before, "set_data");
+    NodeVector(lists).set_number_of_children(1);
+    require(lists.get_children().nodes.size() == count, "set_number_of_children");
+    NodeVector(lists).set_types(lists.get_types());
+    require(lists.get_children().nodes.empty(), "set_types");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    checkAnswers();
     const auto recordsOf = [](const std::shared_ptr<bench::tree::DOM>& dom) {
         return NodeVector(dom, {&dom->document}).get_children();
     };
