@@ -32,6 +32,7 @@ inline void adviseHugePages(void* block, std::size_t size) {
 template <class T>
 void reserveOnHugePages(std::vector<T>& values, std::size_t count) {
     values.reserve(count);
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): lists of pointers are meant
     adviseHugePages(values.data(), values.capacity() * sizeof(T));
 }
 
