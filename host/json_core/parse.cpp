@@ -1,6 +1,6 @@
+#include "chunked_reading.hpp"
 #include "parse_error.hpp"
 #include "platform/json_core.hpp"
-#include "text_reader.hpp"
 #include "utf8.hpp"
 
 namespace ostra::io::json::core {
@@ -16,11 +16,10 @@ rapidjson::Document parse_json_document(const std::u16string& sourceName,
         throwParseError(sourceName, text, malformed,
                         "malformed UTF-8 at byte value 0x" + hexadecimal(byte, 2));
     }
-    rapidjson::Document document;
-    ValueBuilder builder(document.GetAllocator(), text.size());
-    TextReader(sourceName, text, options, builder).read();
-    static_cast<rapidjson::Value&>(document) = builder.root();
-    return document;
+    // A hundred times what finding a place to begin costs. 100 MB on two threads took the same time
+    // in chunks of 0.25, 1 and 4 MiB; small ones let shorter texts gain too.
+    constexpr std::size_t chunkSize = std::size_t{1} << 20U;
+    return readInChunks(sourceName, text, options, chunkSize);
 }
 
 } // namespace ostra::io::json::core

@@ -26,15 +26,45 @@ TextReader::TextReader(const std::u16string& sourceName, std::string_view text,
     : sourceName_(sourceName), options_(options), builder_(builder), begin_(text.data()),
       end_(text.data() + text.size()), at_(begin_ + byteOrderMarkSize(text)) {}
 
-void TextReader::read() {
-    skipSpace();
+bool TextReader::readTo(std::size_t limit) {
+    bool due = true;
     do {
         readValue();
-    } while (moveToNextValue());
+        due = moveToNextValue();
+    } while (due && position() < limit);
+    return due;
+}
+
+bool TextReader::adopt(const Elements& elements, const ValueBuilder& values) {
+    builder_.append(values, elements.count);
+    levels_.back().count += elements.count - 1; // the last one is counted like one read here
+    at_ = begin_ + elements.end;
+    return moveToNextValue();
+}
+
+void TextReader::finish() {
     skipSpace();
     if (!atEnd()) {
         failExpected("the end of the text");
     }
+}
+
+Elements TextReader::readElements(std::size_t limit) noexcept {
+    Elements elements;
+    try {
+        while (position() < limit && !readTo(limit)) {
+            ++elements.count;
+            elements.end = position();
+            skipSpace();
+            if (!atCharacter(',')) {
+                break;
+            }
+            ++at_;
+            skipSpace();
+        }
+    } catch (const std::exception&) { // see the contract
+    }
+    return elements;
 }
 
 /// Reads a scalar or an empty container, going down into containers to find it.

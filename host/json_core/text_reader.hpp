@@ -14,6 +14,12 @@
 
 namespace ostra::io::json::core {
 
+/// Elements of an array that were read from the middle of a text.
+struct Elements {
+    std::size_t count = 0;
+    std::size_t end = 0; // position behind the last of them
+};
+
 /// Reads one text and tells a builder what is in it.
 ///
 /// RapidJSON 1.1.0's own reader is no base for this: its number conversion is inexact, its mode for
@@ -33,10 +39,37 @@ public:
     TextReader(const std::u16string& sourceName, std::string_view text,
                const ReadJSONDocumentOptions& options, ValueBuilder& builder);
 
-    /// Reads the whole text.
-    /// @throws JSONParseError  where it is refused.
-    /// @throws std::bad_alloc  where memory is exhausted.
-    void read();
+    // Reading a text: `start`, then `readTo` or `adopt` while a value is due, then `finish`. All
+    // throw JSONParseError where the text is refused, std::bad_alloc where memory is exhausted.
+
+    /// Goes to the root value, which is due then.
+    void start() { skipSpace(); }
+
+    /// Reads from a value that is due to the first one that is due at `limit` or behind it.
+    /// @return whether there is one; if not, the root value is complete.
+    bool readTo(std::size_t limit);
+
+    /// Whether an element of an array is due at a position.
+    bool elementDueAt(std::size_t position) const {
+        return this->position() == position && !levels_.empty() && !levels_.back().isObject;
+    }
+
+    /// Takes over elements, at least one, that another reader has read from the element that is
+    /// due, and reads to the next value that is due.
+    /// @param values  has built them.
+    /// @return whether there is one; if not, the root value is complete.
+    bool adopt(const Elements& elements, const ValueBuilder& values);
+
+    /// Reads what may follow the root value.
+    void finish();
+
+    /// Reads elements from the start of this reader's text on, which lies inside an array: up to
+    /// `limit`, the end of the array, or an element that is refused or not complete at `limit`.
+    /// Never throws: whoever reads on behind the elements meets the same trouble.
+    Elements readElements(std::size_t limit) noexcept;
+
+    /// The next byte to read, counted from the start of the text.
+    std::size_t position() const { return static_cast<std::size_t>(at_ - begin_); }
 
 private:
     struct Level {

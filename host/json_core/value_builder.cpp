@@ -1,25 +1,40 @@
 #include "value_builder.hpp"
 
-#include "platform/huge_pages.hpp"
-
 #include <algorithm>
 #include <cstdlib>
 
 namespace ostra::io::json::core {
 
-namespace {
-
-/// Large enough for huge pages, small enough that the C library keeps blocks for the next document
-/// where it has been given reason to (it always returns those of 32 MiB and more to the system).
-constexpr std::size_t largestBlock = std::size_t{16} << 20U;
-
-} // namespace
-
-ValueBuilder::ValueBuilder(rapidjson::Document::AllocatorType& pool, std::size_t textSize)
-    : pool_(pool), blockSize_(std::min(2 * textSize, largestBlock)) {}
-
 ValueBuilder::~ValueBuilder() {
+    releaseRest();
     std::free(stack_);
+}
+
+void ValueBuilder::append(const ValueBuilder& other, std::size_t count) {
+    if (count > static_cast<std::size_t>(limit_ - top_)) {
+        growStack(count);
+    }
+    std::memcpy(static_cast<void*>(top_), static_cast<const void*>(other.stack_),
+                count * sizeof(rapidjson::Value));
+    top_ += count;
+}
+
+void ValueBuilder::releaseRest() noexcept {
+    if (!used_.empty()) {
+        const auto rest = static_cast<std::size_t>(blockEnd_ - free_);
+        blocks_.giveBack(used_.back().last(rest));
+        used_.back() = used_.back().first(used_.back().size() - rest);
+        blockEnd_ = free_;
+    }
+}
+
+void ValueBuilder::discard() noexcept {
+    releaseRest();
+    for (const std::span<char> block : used_) {
+        blocks_.giveBack(block);
+    }
+    used_.clear();
+    top_ = stack_;
 }
 
 void ValueBuilder::setLongString(rapidjson::Value& value, std::string_view text) {
@@ -29,10 +44,10 @@ void ValueBuilder::setLongString(rapidjson::Value& value, std::string_view text)
     platform::RawValue::setString(value, copy, text.size());
 }
 
-void ValueBuilder::growStack() {
+void ValueBuilder::growStack(std::size_t more) {
     constexpr std::size_t firstCapacity = 256;
     const auto used = static_cast<std::size_t>(top_ - stack_);
-    const std::size_t capacity = std::max(firstCapacity, 2 * used);
+    const std::size_t capacity = std::max({firstCapacity, 2 * used, used + more});
     void* stack = std::realloc(static_cast<void*>(stack_), capacity * sizeof(rapidjson::Value));
     if (stack == nullptr) {
         throw std::bad_alloc();
@@ -43,14 +58,12 @@ void ValueBuilder::growStack() {
 }
 
 void ValueBuilder::addBlock(std::size_t size) {
-    const std::size_t blockSize = std::max(size, blockSize_);
-    auto* block = static_cast<char*>(pool_.Malloc(blockSize));
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    platform::adviseHugePages(block, blockSize);
-    free_ = block;
-    blockEnd_ = block + blockSize;
+    used_.reserve(used_.size() + 1); // a block in hand is not to be lost
+    const std::span<char> block = blocks_.take(size);
+    releaseRest();
+    used_.push_back(block);
+    free_ = block.data();
+    blockEnd_ = free_ + block.size();
 }
 
 } // namespace ostra::io::json::core

@@ -2,6 +2,7 @@
 
 /// Building a document's values, bottom up.
 
+#include "block_source.hpp"
 #include "platform/raw_value.hpp"
 
 #include <ostra/io/json/tree/rapidjson.hpp>
@@ -13,26 +14,25 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <span>
 #include <string_view>
+#include <vector>
 
 namespace ostra::io::json::core {
 
 /// Builds the values of a document from the events of its text.
 ///
 /// Finished values wait on a stack; the end of a container moves its children into the document in
-/// one copy and leaves the container in their place. All storage comes from the document's pool in
-/// blocks as large as the text calls for, up to 16 MiB, on huge pages: page faults were two thirds
-/// of the cost of building values before. RapidJSON's own document does the same from a stack, but
-/// allocates per container and string from 64 KiB chunks, and writes through null where memory runs
-/// out.
+/// one copy and leaves the container in their place. RapidJSON's own document does the same from a
+/// stack, but allocates per container and string from 64 KiB chunks of its pool, and writes through
+/// null where memory runs out.
 ///
-/// Every operation throws std::bad_alloc where memory is exhausted; what the pool gave is released
-/// with its document.
+/// Every operation throws std::bad_alloc where memory is exhausted. A builder serves one thread;
+/// several may share a source of blocks.
 class __attribute__((visibility("hidden"))) ValueBuilder {
 public:
-    /// @param pool      the document's pool; must outlive the builder.
-    /// @param textSize  bytes of JSON text to come, a measure of the storage needed.
-    ValueBuilder(rapidjson::Document::AllocatorType& pool, std::size_t textSize);
+    /// @param blocks  gives the storage of the values; must outlive the builder.
+    explicit ValueBuilder(BlockSource& blocks) : blocks_(blocks) {}
     ~ValueBuilder();
     ValueBuilder(const ValueBuilder&) = delete;
     ValueBuilder& operator=(const ValueBuilder&) = delete;
@@ -78,10 +78,19 @@ public:
     /// The finished root value; the builder is used up.
     rapidjson::Value& root() { return stack_[0]; }
 
+    /// Takes over the first `count` values of another builder, as if they had been made here.
+    void append(const ValueBuilder& other, std::size_t count);
+
+    /// Leaves the rest of its storage to other builders.
+    void releaseRest() noexcept;
+
+    /// Leaves all of its storage to other builders; what was built is gone.
+    void discard() noexcept;
+
 private:
     void* push() {
         if (top_ == limit_) {
-            growStack();
+            growStack(1);
         }
         return top_++;
     }
@@ -133,12 +142,12 @@ private:
     }
 
     void setLongString(rapidjson::Value& value, std::string_view text);
-    void growStack();
+    void growStack(std::size_t more);
     void addBlock(std::size_t size);
 
-    rapidjson::Document::AllocatorType& pool_;
-    std::size_t blockSize_;
-    char* free_ = nullptr; // the rest of the current block
+    BlockSource& blocks_;
+    std::vector<std::span<char>> used_; // the blocks, the last one with its rest
+    char* free_ = nullptr;              // where that rest begins
     char* blockEnd_ = nullptr;
     rapidjson::Value* stack_ = nullptr; // owned; values move like bytes, as in RapidJSON itself
     rapidjson::Value* top_ = nullptr;

@@ -3,7 +3,7 @@
 #include "node_content/key_union.hpp"
 #include "node_content/visit_nodes.hpp"
 #include "node_vector/distinct_nodes.hpp"
-#include "node_vector/parallel_loop.hpp"
+#include "platform/parallel_loop.hpp"
 #include "platform/text_conversion.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
@@ -37,7 +37,7 @@ constexpr std::size_t chunkSize = 1024;
 /// How many objects stand before each chunk; at the end, how many there are.
 std::vector<std::size_t> objectsBeforeChunks(std::span<rapidjson::Value* const> nodes) {
     std::vector<std::size_t> before((nodes.size() + chunkSize - 1) / chunkSize + 1);
-    parallelLoop(before.size() - 1, [&](std::size_t begin, std::size_t end) {
+    platform::parallelLoop(before.size() - 1, [&](std::size_t begin, std::size_t end) {
         for (std::size_t c = begin; c < end; ++c) {
             const auto rest = nodes.subspan(c * chunkSize);
             const auto chunk = rest.first(std::min(chunkSize, rest.size()));
@@ -106,7 +106,7 @@ void NodeVector::set_keys(const Tarvel::String::String& keys) {
         }
     };
     if (provablyDistinct(nodes)) {
-        parallelLoop(before.size() - 1, copy);
+        platform::parallelLoop(before.size() - 1, copy);
     } else {
         copy(0, before.size() - 1);
     }

@@ -3,7 +3,7 @@
 #include "node_content/type_codes.hpp"
 #include "node_content/visit_nodes.hpp"
 #include "node_vector/distinct_nodes.hpp"
-#include "node_vector/parallel_loop.hpp"
+#include "platform/parallel_loop.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
@@ -32,7 +32,7 @@ std::span<const std::uint8_t> usedTypeCodes(const NumericArray<std::uint8_t>& ty
 
 NumericArray<std::uint8_t> NodeVector::get_types() const {
     NumericArray<std::uint8_t> types = makeColumn<std::uint8_t>(nodes.size());
-    parallelLoop(nodes.size(), [&](std::size_t begin, std::size_t end) {
+    platform::parallelLoop(nodes.size(), [&](std::size_t begin, std::size_t end) {
         const auto some = std::span(nodes).subspan(begin, end - begin);
         std::uint8_t* const codes = types->data() + begin;
         visitNodes<Access::ReadType>(some, [&](const rapidjson::Value& node, std::size_t i) {
@@ -52,7 +52,7 @@ void NodeVector::set_types(const NumericArray<std::uint8_t>& types) {
         });
     };
     if (provablyDistinct(std::span(nodes).first(codes.size()))) {
-        parallelLoop(codes.size(), reset);
+        platform::parallelLoop(codes.size(), reset);
     } else {
         reset(0, codes.size()); // the last code of a node that stands here twice wins
     }

@@ -1,7 +1,7 @@
 #include "node_content/columns.hpp"
-#include "node_vector/parallel_loop.hpp"
 #include "node_vector/selector_walk.hpp"
 #include "platform/huge_pages.hpp"
+#include "platform/parallel_loop.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
@@ -24,7 +24,7 @@ std::pair<NodeVector, NumericArray<bool>> lookUp(const NodeVector& from, const R
     platform::reserveOnHugePages(found, count);
     found.resize(count);
     NumericArray<bool> missing = makeColumn<bool>(count);
-    parallelLoop(count, [&](std::size_t begin, std::size_t end) {
+    platform::parallelLoop(count, [&](std::size_t begin, std::size_t end) {
         resolve(std::span(from.nodes).subspan(begin, end - begin), found.data() + begin);
         std::transform(found.data() + begin, found.data() + end, missing->data() + begin,
                        [](const rapidjson::Value* value) { return value == nullptr; });

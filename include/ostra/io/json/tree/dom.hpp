@@ -4,7 +4,9 @@
 /// The parsed JSON document, and whole documents in and out of strings and files.
 ///
 /// Threads: a `DOM` has no lock. Any number of threads may read an unchanging document; a thread
-/// that changes it must be alone. Distinct documents are independent.
+/// that changes it must be alone. Distinct documents are independent. Reading a long text may share
+/// the work among oneTBB's worker threads, as the JSON core decides (the embedded one does from
+/// 2 MiB on); the call returns when all of it is done.
 
 #include <ostra/io/json/tree/export.hpp>
 #include <ostra/io/json/tree/rapidjson.hpp>

@@ -1,6 +1,7 @@
 #pragma once
 
-/// The one parallel loop: every operation that shares work among threads goes through here.
+/// The one parallel loop: every operation that shares work among threads goes through here, those
+/// of the library and those of its embedded host.
 
 #include <cstddef>
 
@@ -19,7 +20,7 @@
 #include <oneapi/tbb/task_group.h>
 #endif
 
-namespace ostra::io::json::tree {
+namespace platform {
 
 #ifndef TVIOJSONTREE_PLAIN_THREADS
 
@@ -86,4 +87,4 @@ void parallelLoop(std::size_t count, const Body& body) {
 
 #endif
 
-} // namespace ostra::io::json::tree
+} // namespace platform

@@ -1,0 +1,51 @@
+#include "block_source.hpp"
+
+#include "platform/huge_pages.hpp"
+
+#include <algorithm>
+#include <new>
+
+namespace ostra::io::json::core {
+
+namespace {
+
+/// Large enough for huge pages, small enough that the C library keeps blocks for the next document
+/// where it has been given reason to (it always returns those of 32 MiB and more to the system).
+constexpr std::size_t largestBlock = std::size_t{16} << 20U;
+
+/// A smaller rest is not worth looking at again.
+constexpr std::size_t smallestRest = std::size_t{64} << 10U;
+
+} // namespace
+
+BlockSource::BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t textSize)
+    : pool_(pool), blockSize_(std::min(2 * textSize, largestBlock)) {}
+
+std::span<char> BlockSource::take(std::size_t size) {
+    const std::lock_guard lock(mutex_);
+    spare_.reserve(++taken_);
+    const auto fitting = std::find_if(spare_.begin(), spare_.end(), [size](std::span<char> spare) {
+        return spare.size() >= size;
+    });
+    if (fitting != spare_.end()) {
+        const std::span<char> block = *fitting;
+        spare_.erase(fitting);
+        return block;
+    }
+    const std::size_t blockSize = std::max(size, blockSize_);
+    auto* const block = static_cast<char*>(pool_.Malloc(blockSize));
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    platform::adviseHugePages(block, blockSize);
+    return {block, blockSize};
+}
+
+void BlockSource::giveBack(std::span<char> unused) noexcept {
+    if (unused.size() >= smallestRest) {
+        const std::lock_guard lock(mutex_);
+        spare_.push_back(unused);
+    }
+}
+
+} // namespace ostra::io::json::core

@@ -1,0 +1,28 @@
+#pragma once
+
+/// Reading one text on several threads.
+
+#include "platform/json_core.hpp"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace ostra::io::json::core {
+
+/// Reads a text into a document, in chunks on several threads where it is longer than two of them.
+///
+/// The result and every refusal are those of one reader that goes through the whole text. Each
+/// chunk but the first begins where an element of an array seems to begin, and is read ahead as if
+/// it did; one reader goes from the start of the text to the end and takes a chunk over only when
+/// it arrives exactly there, with an element of an array due: from this state on it would read
+/// just what was read ahead. A chunk that it does not arrive at was read in vain.
+///
+/// @param text       well-formed UTF-8.
+/// @param chunkSize  bytes of text, above 0.
+/// @throws JSONParseError  where the text is refused.
+/// @throws std::bad_alloc  where memory is exhausted.
+rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
+                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize);
+
+} // namespace ostra::io::json::core

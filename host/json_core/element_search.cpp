@@ -1,0 +1,74 @@
+#include "element_search.hpp"
+
+#include <limits>
+
+namespace ostra::io::json::core {
+
+namespace {
+
+constexpr auto npos = std::string_view::npos;
+constexpr std::string_view space = " \t\r\n";
+
+/// @return the start of a string, or that of the part where it shows none; `npos` where that cannot
+///         be told.
+std::size_t findOutsideOfStrings(std::string_view part) {
+    std::size_t quote = part.find('"');
+    if (quote == npos) {
+        return 0;
+    }
+    for (; quote != npos && quote + 1 < part.size(); quote = part.find('"', quote + 1)) {
+        // Only space or one of these can follow the end of a string, so this is a start; behind a
+        // backslash it could be neither.
+        constexpr std::string_view afterString = ",:]} \t\r\n";
+        if (afterString.find(part[quote + 1]) == npos && (quote == 0 || part[quote - 1] != '\\')) {
+            return quote;
+        }
+    }
+    return npos;
+}
+
+/// @param begin  position of a string's first quote.
+/// @return the position behind its last one, `npos` where the part shows none.
+std::size_t stringEnd(std::string_view part, std::size_t begin) {
+    std::size_t at = begin + 1;
+    while (at < part.size() && part[at] != '"') {
+        at += part[at] == '\\' ? 2 : 1;
+    }
+    return at < part.size() ? at + 1 : npos;
+}
+
+bool isKey(std::string_view part, std::size_t end) {
+    const std::size_t next = part.find_first_not_of(space, end);
+    return next == npos || part[next] == ':';
+}
+
+} // namespace
+
+std::size_t findElement(std::string_view text, std::size_t from, std::size_t size) {
+    const std::string_view part = text.substr(from, size);
+    std::size_t best = npos;
+    int bestLevel = std::numeric_limits<int>::max();
+    int level = 0;
+    bool afterComma = false;
+    for (std::size_t at = findOutsideOfStrings(part); at < part.size();) {
+        const char c = part[at];
+        const std::size_t begin = at++;
+        if (space.find(c) != npos) {
+            continue;
+        }
+        bool isElement = afterComma; // but for a key: members begin with one, and only they
+        afterComma = c == ',';
+        if (c == '"') {
+            at = stringEnd(part, begin);
+            isElement = isElement && at != npos && !isKey(part, at);
+        }
+        if (isElement && level < bestLevel) {
+            best = from + begin;
+            bestLevel = level;
+        }
+        level += c == '[' || c == '{' ? 1 : c == ']' || c == '}' ? -1 : 0;
+    }
+    return best;
+}
+
+} // namespace ostra::io::json::core
