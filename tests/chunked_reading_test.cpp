@@ -14,6 +14,11 @@ namespace {
 
 std::atomic<long> newsLeft = 0; // until one fails; never from 0 on
 
+// Not inlined, or GCC 12 sees `std::free` after `operator new` and takes it for a mistake.
+[[gnu::noinline]] void giveBack(void* block) noexcept {
+    std::free(block);
+}
+
 } // namespace
 
 // NOLINTBEGIN: the standard's names and signatures
@@ -22,10 +27,10 @@ void* operator new(std::size_t size) {
     return block != nullptr ? block : throw std::bad_alloc();
 }
 void operator delete(void* block) noexcept {
-    std::free(block);
+    giveBack(block);
 }
 void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
+    giveBack(block);
 }
 // NOLINTEND
 

@@ -4,10 +4,14 @@
 #include "node_content/record_check.hpp"
 #include "node_content/text.hpp"
 #include "node_content/visit_nodes.hpp"
+#include "platform/huge_pages.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
+#include <algorithm>
 #include <array>
+#include <bit>
+#include <vector>
 
 namespace ostra::io::json::tree {
 
@@ -16,50 +20,65 @@ const std::string NodeVectorData::packaged_class_name = "ostra.io.json.internal.
 
 namespace {
 
-/// How many nodes go into each column.
-struct Counts {
-    std::size_t strings = 0;
-    std::array<std::size_t, 3> numbers{}; // by class
-};
+using Column = matrix::typed_vector<std::uint8_t>;
 
-Counts countScalars(std::span<rapidjson::Value* const> nodes) {
-    Counts counts;
-    visitNodes<Access::Read>(nodes, [&](const rapidjson::Value& node, std::size_t) {
-        if (node.IsNumber()) {
-            ++counts.numbers[numberClass(node)];
-        } else if (node.IsString()) {
-            ++counts.strings;
-        }
-    });
-    return counts;
+std::size_t countOf(const Column& codes, std::uint8_t code) {
+    return static_cast<std::size_t>(std::count(codes.data(), codes.data() + codes.size(), code));
 }
 
-/// Copies numbers and texts into columns of the right size.
-void fillColumns(std::span<rapidjson::Value* const> nodes, const NodeVectorData& data) {
-    std::uint8_t* numberType = data.number_types->data();
-    double* nextDouble = data.doubles->data();
-    std::uint64_t* nextUint64 = data.uint64s->data();
-    std::int64_t* nextInt64 = data.int64s->data();
+/// What the column of a number's class holds of it, as bits.
+std::uint64_t payload(const rapidjson::Value& number, LevelReader::NumberType type) {
+    switch (type) {
+    case LevelReader::Double:
+        return std::bit_cast<std::uint64_t>(number.GetDouble());
+    case LevelReader::Uint64:
+        return number.GetUint64();
+    case LevelReader::Int64:
+        return static_cast<std::uint64_t>(number.GetInt64());
+    }
+    return 0;
+}
+
+/// Copies texts and number classes into their columns, which have the right size.
+/// @return the numbers as bits, in order: their columns' sizes are known only when all have been
+///         seen, and to look at every node once more took twice as long as this detour.
+std::vector<std::uint64_t> fillStringsAndClasses(std::span<rapidjson::Value* const> nodes,
+                                                 const NodeVectorData& data) {
+    std::vector<std::uint64_t> numbers;
+    platform::reserveOnHugePages(numbers, data.number_types->size());
+    numbers.resize(data.number_types->size());
     std::size_t string = 0;
+    std::size_t number = 0;
+    std::uint8_t* const classes = data.number_types->data();
     visitNodes<Access::Read>(nodes, [&](const rapidjson::Value& node, std::size_t) {
         if (node.IsString()) {
             data.strings->set(string++, toUString(node));
         } else if (node.IsNumber()) {
             const LevelReader::NumberType type = numberClass(node);
-            *numberType++ = type;
-            switch (type) {
-            case LevelReader::Double:
-                *nextDouble++ = node.GetDouble();
-                break;
-            case LevelReader::Uint64:
-                *nextUint64++ = node.GetUint64();
-                break;
-            case LevelReader::Int64:
-                *nextInt64++ = node.GetInt64();
-                break;
-            }
+            classes[number] = type;
+            numbers[number++] = payload(node, type);
         }
     });
+    return numbers;
+}
+
+/// @return the column of the numbers of one class.
+template <class T>
+NumericArray<T> columnOf(LevelReader::NumberType type, const Column& classes,
+                         const std::vector<std::uint64_t>& numbers) {
+    const std::size_t count = countOf(classes, type);
+    NumericArray<T> column = makeColumn<T>(count);
+    T* next = column->data();
+    if (count == numbers.size()) { // as a rule a column has one class
+        std::transform(numbers.begin(), numbers.end(), next, std::bit_cast<T, std::uint64_t>);
+        return column;
+    }
+    for (std::size_t i = 0; count != 0 && i < numbers.size(); ++i) {
+        if (classes.data()[i] == type) {
+            *next++ = std::bit_cast<T>(numbers[i]);
+        }
+    }
+    return column;
 }
 
 /// Hands the elements of a record out in order.
@@ -108,15 +127,14 @@ private:
 NodeVectorData NodeVector::get_data() const {
     NodeVectorData data;
     data.types = get_types();
-    const Counts counts = countScalars(nodes);
-    const auto [doubles, uint64s, int64s] = counts.numbers;
-    const std::array<std::size_t, 2> stringDims = {counts.strings, 1};
+    const std::array<std::size_t, 2> stringDims = {countOf(*data.types, rapidjson::kStringType), 1};
     data.strings = Tarvel::String::make_String(stringDims.size(), stringDims.data());
-    data.doubles = makeColumn<double>(doubles);
-    data.uint64s = makeColumn<std::uint64_t>(uint64s);
-    data.int64s = makeColumn<std::int64_t>(int64s);
-    data.number_types = makeColumn<std::uint8_t>(doubles + uint64s + int64s);
-    fillColumns(nodes, data);
+    data.number_types = makeColumn<std::uint8_t>(countOf(*data.types, rapidjson::kNumberType));
+    const std::vector<std::uint64_t> numbers = fillStringsAndClasses(nodes, data);
+    const Column& classes = *data.number_types;
+    data.doubles = columnOf<double>(LevelReader::Double, classes, numbers);
+    data.uint64s = columnOf<std::uint64_t>(LevelReader::Uint64, classes, numbers);
+    data.int64s = columnOf<std::int64_t>(LevelReader::Int64, classes, numbers);
     return data;
 }
 
