@@ -4,14 +4,13 @@
 #include "node_content/record_check.hpp"
 #include "node_content/text.hpp"
 #include "node_content/visit_nodes.hpp"
-#include "platform/huge_pages.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <vector>
+#include <utility>
 
 namespace ostra::io::json::tree {
 
@@ -27,36 +26,33 @@ std::size_t countOf(const Column& codes, std::uint8_t code) {
 }
 
 /// What the column of a number's class holds of it, as bits.
-std::uint64_t payload(const rapidjson::Value& number, LevelReader::NumberType type) {
+double bits(const rapidjson::Value& number, LevelReader::NumberType type) {
     switch (type) {
     case LevelReader::Double:
-        return std::bit_cast<std::uint64_t>(number.GetDouble());
+        return number.GetDouble();
     case LevelReader::Uint64:
-        return number.GetUint64();
+        return std::bit_cast<double>(number.GetUint64());
     case LevelReader::Int64:
-        return static_cast<std::uint64_t>(number.GetInt64());
+        return std::bit_cast<double>(number.GetInt64());
     }
     return 0;
 }
 
 /// Copies texts and number classes into their columns, which have the right size.
-/// @return the numbers as bits, in order: their columns' sizes are known only when all have been
-///         seen, and to look at every node once more took twice as long as this detour.
-std::vector<std::uint64_t> fillStringsAndClasses(std::span<rapidjson::Value* const> nodes,
-                                                 const NodeVectorData& data) {
-    std::vector<std::uint64_t> numbers;
-    platform::reserveOnHugePages(numbers, data.number_types->size());
-    numbers.resize(data.number_types->size());
+/// @return the numbers in order, as bits, one for each of the classes.
+NumericArray<double> fillStringsAndClasses(std::span<rapidjson::Value* const> nodes,
+                                           const NodeVectorData& data) {
+    NumericArray<double> numbers = makeColumn<double>(data.number_types->size());
+    double* nextNumber = numbers->data();
+    std::uint8_t* nextClass = data.number_types->data();
     std::size_t string = 0;
-    std::size_t number = 0;
-    std::uint8_t* const classes = data.number_types->data();
     visitNodes<Access::Read>(nodes, [&](const rapidjson::Value& node, std::size_t) {
         if (node.IsString()) {
             data.strings->set(string++, toUString(node));
         } else if (node.IsNumber()) {
             const LevelReader::NumberType type = numberClass(node);
-            classes[number] = type;
-            numbers[number++] = payload(node, type);
+            *nextClass++ = type;
+            *nextNumber++ = bits(node, type);
         }
     });
     return numbers;
@@ -65,17 +61,12 @@ std::vector<std::uint64_t> fillStringsAndClasses(std::span<rapidjson::Value* con
 /// @return the column of the numbers of one class.
 template <class T>
 NumericArray<T> columnOf(LevelReader::NumberType type, const Column& classes,
-                         const std::vector<std::uint64_t>& numbers) {
-    const std::size_t count = countOf(classes, type);
-    NumericArray<T> column = makeColumn<T>(count);
+                         const matrix::typed_vector<double>& numbers) {
+    NumericArray<T> column = makeColumn<T>(countOf(classes, type));
     T* next = column->data();
-    if (count == numbers.size()) { // as a rule a column has one class
-        std::transform(numbers.begin(), numbers.end(), next, std::bit_cast<T, std::uint64_t>);
-        return column;
-    }
-    for (std::size_t i = 0; count != 0 && i < numbers.size(); ++i) {
+    for (std::size_t i = 0; column->size() != 0 && i < classes.size(); ++i) {
         if (classes.data()[i] == type) {
-            *next++ = std::bit_cast<T>(numbers[i]);
+            *next++ = std::bit_cast<T>(numbers.data()[i]);
         }
     }
     return column;
@@ -130,11 +121,16 @@ NodeVectorData NodeVector::get_data() const {
     const std::array<std::size_t, 2> stringDims = {countOf(*data.types, rapidjson::kStringType), 1};
     data.strings = Tarvel::String::make_String(stringDims.size(), stringDims.data());
     data.number_types = makeColumn<std::uint8_t>(countOf(*data.types, rapidjson::kNumberType));
-    const std::vector<std::uint64_t> numbers = fillStringsAndClasses(nodes, data);
+    // Every node is looked at once: the columns' sizes are known only then, but as a rule all
+    // numbers are of class Double, and what was gathered is their column already. Counting the
+    // classes in a pass of its own took half as long again.
+    NumericArray<double> numbers = fillStringsAndClasses(nodes, data);
     const Column& classes = *data.number_types;
-    data.doubles = columnOf<double>(LevelReader::Double, classes, numbers);
-    data.uint64s = columnOf<std::uint64_t>(LevelReader::Uint64, classes, numbers);
-    data.int64s = columnOf<std::int64_t>(LevelReader::Int64, classes, numbers);
+    data.uint64s = columnOf<std::uint64_t>(LevelReader::Uint64, classes, *numbers);
+    data.int64s = columnOf<std::int64_t>(LevelReader::Int64, classes, *numbers);
+    const bool allDouble = data.uint64s->size() == 0 && data.int64s->size() == 0;
+    data.doubles =
+        allDouble ? std::move(numbers) : columnOf<double>(LevelReader::Double, classes, *numbers);
     return data;
 }
 
