@@ -14,8 +14,6 @@ namespace ostra::io::json::tree {
 
 namespace {
 
-constexpr std::size_t longestNumber = 32;
-
 /// The significant digits of a positive double and where its point stands.
 struct Decimal {
     char digits[24]; // 17 at most
@@ -111,7 +109,7 @@ Decimal shortestDecimal(double value) {
     if (shortDecimal(value, decimal)) {
         return decimal;
     }
-    char text[longestNumber];
+    char text[smallPiece];
     const char* end =
         std::to_chars(text, text + sizeof text, value, std::chars_format::scientific).ptr;
     const char* exponent = std::find(static_cast<const char*>(text), end, 'e');
@@ -173,37 +171,51 @@ char* putFinite(char* out, double value) {
     return std::to_chars(out, out + 5, point - 1).ptr;
 }
 
-} // namespace
-
-void writeNumber(TextBuffer& out, const rapidjson::Value& number, bool allowNaNInf) {
-    // The order matters: the number 0 of a fresh value carries every flag and is a double.
-    if (number.IsDouble()) {
-        writeDouble(out, number.GetDouble(), allowNaNInf);
-        return;
-    }
-    char* text = out.reserve(longestNumber);
-    char* const limit = text + longestNumber;
-    if (number.IsUint()) { // most integers are small, and divided faster as such
-        out.advanceTo(std::to_chars(text, limit, number.GetUint()).ptr);
-    } else if (number.IsInt64()) {
-        out.advanceTo(std::to_chars(text, limit, number.GetInt64()).ptr);
-    } else {
-        out.advanceTo(std::to_chars(text, limit, number.GetUint64()).ptr);
-    }
+/// Integers below 100,000,000, as most are, in one go: how many digits there are is hard to
+/// predict, and a library function that counts them first takes twice as long.
+/// @param out  room for eight characters.
+char* putSmall(char* out, std::uint64_t value) {
+    static_assert(std::endian::native == std::endian::little);
+    // Two halves of four digits, then four pairs, then eight digits side by side, the first lowest.
+    // Dividing by multiplying is exact for numbers as small as these.
+    const std::uint64_t halves = value / 10'000 | value % 10'000 << 32U;
+    const std::uint64_t hundreds = (halves * 10'486 >> 20U) & 0x0000007F0000007F;
+    const std::uint64_t pairs = hundreds | (halves - 100 * hundreds) << 16U;
+    const std::uint64_t tens = (pairs * 103 >> 10U) & 0x000F000F000F000F;
+    const std::uint64_t digits = tens | (pairs - 10 * tens) << 8U;
+    constexpr std::uint64_t lastDigit = std::uint64_t{1} << 56U; // stays where all are 0
+    const int leadingZeros = std::countr_zero(digits | lastDigit) / 8;
+    const std::uint64_t text = (digits | 0x3030303030303030) >> 8 * leadingZeros;
+    std::memcpy(out, &text, sizeof text);
+    return out + 8 - leadingZeros;
 }
 
-void writeDouble(TextBuffer& out, double value, bool allowNaNInf) {
-    if (std::isfinite(value)) {
-        out.advanceTo(putFinite(out.reserve(longestNumber), value));
-    } else if (!allowNaNInf) {
-        out.append("null", 4);
-    } else if (std::isnan(value)) {
-        out.append("NaN", 3);
-    } else if (value > 0) {
-        out.append("Infinity", 8);
-    } else {
-        out.append("-Infinity", 9);
+} // namespace
+
+char* putNumber(char* at, const rapidjson::Value& number, bool allowNaNInf) {
+    // The order matters: the number 0 of a fresh value carries every flag and is a double.
+    if (number.IsDouble()) {
+        return putDouble(at, number.GetDouble(), allowNaNInf);
     }
+    char* const limit = at + smallPiece;
+    if (number.IsUint64()) {
+        const std::uint64_t value = number.GetUint64();
+        return value < 100'000'000 ? putSmall(at, value) : std::to_chars(at, limit, value).ptr;
+    }
+    return std::to_chars(at, limit, number.GetInt64()).ptr;
+}
+
+char* putDouble(char* at, double value, bool allowNaNInf) {
+    if (std::isfinite(value)) {
+        return putFinite(at, value);
+    }
+    if (!allowNaNInf) {
+        return put(at, "null", 4);
+    }
+    if (std::isnan(value)) {
+        return put(at, "NaN", 3);
+    }
+    return value > 0 ? put(at, "Infinity", 8) : put(at, "-Infinity", 9);
 }
 
 } // namespace ostra::io::json::tree

@@ -5,6 +5,7 @@
 #include "platform/file_io.hpp"
 #include "platform/text_conversion.hpp"
 
+#include <cstring>
 #include <vector>
 
 namespace ostra::io::json::tree {
@@ -13,8 +14,10 @@ namespace {
 
 /// No white space at all.
 struct CompactLayout {
-    void startEntry(TextBuffer& /*out*/, std::size_t /*depth*/) const {}
-    void afterColon(TextBuffer& /*out*/) const {}
+    char* startEntry(TextBuffer& out, char* at, std::size_t /*depth*/) const {
+        return out.reserve(at, entryRoom);
+    }
+    char* afterColon(char* at) const { return at; }
 };
 
 /// One element or member a line, as RapidJSON's `PrettyWriter` lays them out.
@@ -22,11 +25,23 @@ class IndentedLayout {
 public:
     explicit IndentedLayout(const std::string& indent)
         : character_(indent.empty() ? ' ' : indent.front()), count_(indent.size()) {}
-    void startEntry(TextBuffer& out, std::size_t depth) const {
-        out.append('\n');
-        out.appendRepeated(character_, depth * count_);
+    char* startEntry(TextBuffer& out, char* at, std::size_t depth) const {
+        const std::size_t indentation = depth * count_;
+        at = out.reserve(at, entryRoom + indentation);
+        *at++ = '\n';
+        // A few more than wanted where these are few: a constant number needs no call.
+        constexpr std::size_t few = 32;
+        static_assert(few < entryRoom / 2);
+        std::memset(at, character_, few);
+        if (indentation > few) {
+            std::memset(at + few, character_, indentation - few);
+        }
+        return at + indentation;
     }
-    void afterColon(TextBuffer& out) const { out.append(' '); }
+    char* afterColon(char* at) const {
+        *at = ' ';
+        return at + 1;
+    }
 
 private:
     char character_; // not checked for being white space: callers may want others
@@ -47,33 +62,35 @@ Rest entriesOf(const rapidjson::Value& container) {
     return {nullptr, container.Begin(), container.Size()};
 }
 
+bool hasEntries(const rapidjson::Value& value) {
+    return (value.IsObject() && !value.ObjectEmpty()) || (value.IsArray() && !value.Empty());
+}
+
+template <std::size_t size>
+char* putWord(char* at, const char (&word)[size]) {
+    std::memcpy(at, word, size - 1);
+    return at + size - 1;
+}
+
 /// Writes a scalar, an empty container, or the opening bracket of another.
-/// @return whether it was the latter.
-bool writeHead(TextBuffer& out, const rapidjson::Value& value, bool allowNaNInf) {
+char* putHead(TextBuffer& out, char* at, const rapidjson::Value& value, bool allowNaNInf) {
     switch (value.GetType()) {
     case rapidjson::kNullType:
-        out.append("null", 4);
-        return false;
+        return putWord(at, "null");
     case rapidjson::kFalseType:
-        out.append("false", 5);
-        return false;
+        return putWord(at, "false");
     case rapidjson::kTrueType:
-        out.append("true", 4);
-        return false;
+        return putWord(at, "true");
     case rapidjson::kObjectType:
-        out.append("{}", value.ObjectEmpty() ? 2 : 1);
-        return !value.ObjectEmpty();
+        return value.ObjectEmpty() ? putWord(at, "{}") : putWord(at, "{");
     case rapidjson::kArrayType:
-        out.append("[]", value.Empty() ? 2 : 1);
-        return !value.Empty();
+        return value.Empty() ? putWord(at, "[]") : putWord(at, "[");
     case rapidjson::kStringType:
-        writeString(out, value);
-        return false;
+        return putString(out, at, value);
     case rapidjson::kNumberType:
-        writeNumber(out, value, allowNaNInf);
-        return false;
+        return putNumber(at, value, allowNaNInf);
     }
-    return false;
+    return at;
 }
 
 /// Writes a value and all below it. `Value::Accept` with RapidJSON's writers gives the same text,
@@ -81,7 +98,9 @@ bool writeHead(TextBuffer& out, const rapidjson::Value& value, bool allowNaNInf)
 template <class Layout>
 void writeTree(TextBuffer& out, const rapidjson::Value& root, bool allowNaNInf,
                const Layout& layout) {
-    if (!writeHead(out, root, allowNaNInf)) {
+    char* at = putHead(out, out.reserve(nullptr, entryRoom), root, allowNaNInf);
+    if (!hasEntries(root)) {
+        out.finish(at);
         return;
     }
     std::vector<Rest> outer; // the containers around the one that is being written
@@ -90,29 +109,31 @@ void writeTree(TextBuffer& out, const rapidjson::Value& root, bool allowNaNInf,
     for (;;) {
         while (rest.left != 0) {
             if (!first) {
-                out.append(',');
+                *at++ = ',';
             }
             first = false;
-            layout.startEntry(out, outer.size() + 1);
+            at = layout.startEntry(out, at, outer.size() + 1);
             --rest.left;
             const rapidjson::Value* value = rest.element;
             if (rest.member != nullptr) {
-                writeString(out, rest.member->name);
-                out.append(':');
-                layout.afterColon(out);
+                at = putString(out, at, rest.member->name);
+                *at++ = ':';
+                at = layout.afterColon(at);
                 value = &rest.member++->value;
             } else {
                 ++rest.element;
             }
-            if (writeHead(out, *value, allowNaNInf)) {
+            at = putHead(out, at, *value, allowNaNInf);
+            if (hasEntries(*value)) {
                 outer.push_back(rest);
                 rest = entriesOf(*value);
                 first = true;
             }
         }
-        layout.startEntry(out, outer.size());
-        out.append(rest.member != nullptr ? '}' : ']');
+        at = layout.startEntry(out, at, outer.size());
+        *at++ = rest.member != nullptr ? '}' : ']';
         if (outer.empty()) {
+            out.finish(at);
             return;
         }
         rest = outer.back();

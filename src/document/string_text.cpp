@@ -4,6 +4,7 @@
 
 #include <bit>
 #include <cstddef>
+#include <cstring>
 
 namespace ostra::io::json::tree {
 
@@ -41,66 +42,66 @@ const char* findEscape(const char* from, const char* end) {
     return from;
 }
 
-void writeEscape(TextBuffer& out, char c) {
+char* putEscape(char* at, char c) {
     constexpr char hexDigits[] = "0123456789ABCDEF";
     // One letter per control character; 'u' where only the numeric form exists.
     constexpr char letters[] = "uuuuuuuubtnufruuuuuuuuuuuuuuuuuu";
     const auto code = static_cast<unsigned char>(c);
     const char letter = code < 0x20 ? letters[code] : c;
-    out.append('\\');
-    out.append(letter);
+    *at++ = '\\';
+    *at++ = letter;
     if (letter == 'u') {
-        out.append("00", 2);
-        out.append(hexDigits[code >> 4U]);
-        out.append(hexDigits[code & 0xFU]);
+        *at++ = '0';
+        *at++ = '0';
+        *at++ = hexDigits[code >> 4U];
+        *at++ = hexDigits[code & 0xFU];
     }
+    return at;
 }
 
-/// Writes a string that is held inside its value and needs no escape, in two blocks without a loop:
-/// most strings are such.
-/// @return whether it was one; if not, nothing is written.
-bool writeInline(TextBuffer& out, const rapidjson::Value& string) {
+/// Any string: piece by piece between escapes.
+[[gnu::noinline]] char* putLongString(TextBuffer& out, char* at, const rapidjson::Value& string) {
+    const char* from = string.GetString();
+    const char* const end = from + string.GetStringLength();
+    *at++ = '"';
+    for (;;) {
+        const char* escape = findEscape(from, end);
+        const auto plain = static_cast<std::size_t>(escape - from);
+        at = out.reserve(at, plain + entryRoom + smallPiece);
+        std::memcpy(at, from, plain);
+        at += plain;
+        if (escape == end) {
+            break;
+        }
+        at = putEscape(at, *escape);
+        from = escape + 1;
+    }
+    *at++ = '"';
+    return at;
+}
+
+} // namespace
+
+char* putString(TextBuffer& out, char* at, const rapidjson::Value& string) {
+    // Most strings are held inside their values and need no escape: those are copied in two blocks
+    // without a loop.
     const char* text = string.GetString();
     const std::size_t length = string.GetStringLength();
     static_assert(sizeof(rapidjson::Value) == blockSize + 8);
     if (text != reinterpret_cast<const char*>(&string)) {
-        return false;
+        return putLongString(out, at, string);
     }
     const __m128i head = loadBlock(text);
     const __m128i tail = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(text + blockSize));
     const unsigned escapes = escapesIn(head) | escapesIn(tail) << blockSize;
     if ((escapes & ((1U << length) - 1)) != 0) {
-        return false;
+        return putLongString(out, at, string);
     }
-    char* to = out.reserve(sizeof(rapidjson::Value) + 2);
-    *to++ = '"';
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), head);
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(to + blockSize), tail);
-    to += length;
-    *to++ = '"';
-    out.advanceTo(to);
-    return true;
-}
-
-} // namespace
-
-void writeString(TextBuffer& out, const rapidjson::Value& string) {
-    if (writeInline(out, string)) {
-        return;
-    }
-    const char* from = string.GetString();
-    const char* const end = from + string.GetStringLength();
-    out.append('"');
-    for (;;) {
-        const char* escape = findEscape(from, end);
-        out.append(from, static_cast<std::size_t>(escape - from));
-        if (escape == end) {
-            break;
-        }
-        writeEscape(out, *escape);
-        from = escape + 1;
-    }
-    out.append('"');
+    *at = '"';
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(at + 1), head);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(at + 1 + blockSize), tail);
+    at[1 + length] = '"';
+    return at + 2 + length;
 }
 
 } // namespace ostra::io::json::tree

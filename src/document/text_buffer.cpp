@@ -3,30 +3,49 @@
 #include "platform/huge_pages.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace ostra::io::json::tree {
+
+namespace {
+
+/// What to ask for, as long as it is refused. Large blocks are mapped and cost nothing where they
+/// are not touched, while copying the text into a larger block costs a third of writing it: few
+/// steps then. Where memory is short, a block just large enough would be outgrown at once.
+std::array<std::size_t, 4> capacities(std::size_t used, std::size_t needed) {
+    constexpr std::size_t smallest = 4096;
+    constexpr std::size_t firstMapped = std::size_t{64} << 20U;
+    constexpr std::size_t large = std::size_t{1} << 20U;
+    const std::size_t best =
+        used < large ? std::max(smallest, 2 * needed) : std::max(firstMapped, 8 * needed);
+    return {best, needed + needed / 2, needed + needed / 16, needed};
+}
+
+} // namespace
 
 TextBuffer::~TextBuffer() {
     std::free(begin_);
 }
 
-void TextBuffer::grow(std::size_t count) {
-    constexpr std::size_t firstCapacity = 4096;
-    constexpr std::size_t untouchedIsFree = std::size_t{1} << 20U; // memory is mapped when touched
-    const std::size_t used = size();
-    if (count > PTRDIFF_MAX / 8 - used) {
+char* TextBuffer::grow(char* at, std::size_t count) {
+    const auto used = static_cast<std::size_t>(at - begin_);
+    if (count > PTRDIFF_MAX / 16 - used) {
         throw std::bad_alloc();
     }
     const std::size_t needed = used + count;
-    std::size_t capacity = std::max(firstCapacity, needed * (used < untouchedIsFree ? 2 : 4));
     // Not realloc: it moves large blocks by remapping them, which takes huge pages apart.
-    auto* block = static_cast<char*>(std::malloc(capacity));
-    if (block == nullptr) {
-        capacity = needed;
+    char* block = nullptr;
+    std::size_t capacity = 0;
+    for (const std::size_t wanted : capacities(used, needed)) {
+        capacity = wanted;
         block = static_cast<char*>(std::malloc(capacity));
+        if (block != nullptr) {
+            break;
+        }
     }
     if (block == nullptr) {
         throw std::bad_alloc();
@@ -37,8 +56,8 @@ void TextBuffer::grow(std::size_t count) {
     }
     std::free(begin_);
     begin_ = block;
-    end_ = block + used;
     limit_ = block + capacity;
+    return block + used;
 }
 
 } // namespace ostra::io::json::tree

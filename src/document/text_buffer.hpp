@@ -3,9 +3,15 @@
 /// The growing buffer that JSON text is written into.
 
 #include <cstddef>
-#include <cstring>
 
 namespace ostra::io::json::tree {
+
+/// Room that a small piece of text needs: a number, a word, or a string held inside its value.
+constexpr std::size_t smallPiece = 32;
+
+/// Room for all the small pieces between two places where room is made: an opening or closing
+/// bracket, a comma, a key, its colon, a space and a value.
+constexpr std::size_t entryRoom = 128;
 
 /// Bytes that grow at the end.
 ///
@@ -24,39 +30,29 @@ public:
     TextBuffer& operator=(const TextBuffer&) = delete;
     TextBuffer& operator=(TextBuffer&&) = delete;
 
+    // The finished text.
     const char* data() const { return begin_; }
     std::size_t size() const { return static_cast<std::size_t>(end_ - begin_); }
 
+    // Whoever writes holds the place where the text goes on, `at`, and hands it from call to call:
+    // kept in the buffer, it would be stored and loaded again around every byte.
+
     /// Makes room for `count` more bytes.
-    /// @return where they go; to be followed by `advanceTo`.
-    /// @throws std::bad_alloc  the text so far is kept.
-    char* reserve(std::size_t count) {
-        if (count > static_cast<std::size_t>(limit_ - end_)) {
-            grow(count);
+    /// @param at  where the text goes on; null before its first byte.
+    /// @return the same place, perhaps elsewhere in memory.
+    /// @throws std::bad_alloc
+    char* reserve(char* at, std::size_t count) {
+        if (count > static_cast<std::size_t>(limit_ - at)) {
+            return grow(at, count);
         }
-        return end_;
+        return at;
     }
 
-    /// Takes the bytes from the reserved place up to `end` as written.
-    void advanceTo(char* end) { end_ = end; }
-
-    void append(const char* bytes, std::size_t count) {
-        std::memcpy(reserve(count), bytes, count);
-        end_ += count;
-    }
-
-    void appendRepeated(char c, std::size_t count) {
-        std::memset(reserve(count), c, count);
-        end_ += count;
-    }
-
-    void append(char c) {
-        *reserve(1) = c;
-        ++end_;
-    }
+    /// Says that the text ends at `at`.
+    void finish(char* at) { end_ = at; }
 
 private:
-    void grow(std::size_t count);
+    char* grow(char* at, std::size_t count);
 
     char* begin_ = nullptr;
     char* end_ = nullptr;
