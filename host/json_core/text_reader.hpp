@@ -47,7 +47,7 @@ public:
 
     /// Reads from a value that is due to the first one that is due at `limit` or behind it.
     /// @return whether there is one; if not, the root value is complete.
-    bool readTo(std::size_t limit);
+    [[gnu::flatten]] bool readTo(std::size_t limit);
 
     /// Whether an element of an array is due at a position.
     bool elementDueAt(std::size_t position) const {
@@ -83,19 +83,19 @@ private:
     void openLevel(bool isObject);
     void closeLevel();
     void readKey();
-    void skipComments();
+    [[gnu::noinline]] void skipComments();
     void skipComment();
 
     // scalar_reader.cpp
     void readString();
-    void readEscape(const char* stringBegin);
+    [[gnu::noinline]] void readEscape(const char* stringBegin);
     char32_t readHexUnit(const char* stringBegin);
     void readNumber();
     void readFraction(const char* number, std::uint64_t magnitude);
     std::size_t addDigits(std::uint64_t& magnitude);
     int readExponent();
     void readWord();
-    bool readNonFiniteWord(std::string_view word);
+    [[gnu::noinline]] bool readNonFiniteWord(std::string_view word);
 
     // Characters
     bool atEnd() const { return at_ == end_; }
@@ -111,9 +111,9 @@ private:
     }
 
     // Errors
-    [[noreturn]] void fail(const char* position, const std::string& reason) const;
-    [[noreturn]] void failExpected(const std::string& what) const;
-    [[noreturn]] void failUnterminated(const char* stringBegin) const;
+    [[noreturn, gnu::noinline]] void fail(const char* position, const std::string& reason) const;
+    [[noreturn, gnu::noinline]] void failExpected(const std::string& what) const;
+    [[noreturn, gnu::noinline]] void failUnterminated(const char* stringBegin) const;
 
     const std::u16string& sourceName_;
     const ReadJSONDocumentOptions options_;

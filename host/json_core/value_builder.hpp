@@ -141,9 +141,9 @@ private:
         return storage;
     }
 
-    void setLongString(rapidjson::Value& value, std::string_view text);
-    void growStack(std::size_t more);
-    void addBlock(std::size_t size);
+    [[gnu::noinline]] void setLongString(rapidjson::Value& value, std::string_view text);
+    [[gnu::noinline]] void growStack(std::size_t more);
+    [[gnu::noinline]] void addBlock(std::size_t size);
 
     BlockSource& blocks_;
     std::vector<std::span<char>> used_; // the blocks, the last one with its rest

@@ -95,9 +95,11 @@ char* putHead(TextBuffer& out, char* at, const rapidjson::Value& value, bool all
 
 /// Writes a value and all below it. `Value::Accept` with RapidJSON's writers gives the same text,
 /// but its recursion overflows an 8 MB stack at about 100,000 nested arrays.
+///
+/// Flattened: calls for every key, value and number cost a sixth of the whole.
 template <class Layout>
-void writeTree(TextBuffer& out, const rapidjson::Value& root, bool allowNaNInf,
-               const Layout& layout) {
+[[gnu::flatten]] void writeTree(TextBuffer& out, const rapidjson::Value& root, bool allowNaNInf,
+                                const Layout& layout) {
     char* at = putHead(out, out.reserve(nullptr, entryRoom), root, allowNaNInf);
     if (!hasEntries(root)) {
         out.finish(at);
