@@ -68,7 +68,7 @@ std::string randomText(std::uint64_t sequence, bool indented) {
 
 TEST(ChunkedReading, OfRandomTextsAndTheirFaultyNeighbours) {
     std::mt19937_64 engine(1);
-    const std::string characters = "[]{},:\"\\ /0a\n";
+    const std::string characters = "[]{},:\"\\ /0a\n\xC3";
     for (std::uint64_t sequence = 1; sequence <= 6; ++sequence) {
         std::string text = randomText(sequence, sequence % 2 == 0);
         ASSERT_GT(text.size(), 2000U);

@@ -18,9 +18,10 @@ namespace ostra::io::json::core {
 /// it arrives exactly there, with an element of an array due: from this state on it would read
 /// just what was read ahead. A chunk that it does not arrive at was read in vain.
 ///
-/// @param text       well-formed UTF-8.
+/// @param text       of any content.
 /// @param chunkSize  bytes of text, above 0.
-/// @throws JSONParseError  where the text is refused.
+/// @throws JSONParseError  where the text is refused: for the first malformed UTF-8 in it, or for
+///                         what the reader meets first.
 /// @throws std::bad_alloc  where memory is exhausted.
 rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
                                  const ReadJSONDocumentOptions& options, std::size_t chunkSize);

@@ -7,7 +7,10 @@ namespace ostra::io::json::core {
 namespace {
 
 constexpr auto npos = std::string_view::npos;
-constexpr std::string_view space = " \t\r\n";
+
+bool isSpace(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
 
 /// @return the start of a string, or that of the part where it shows none; `npos` where that cannot
 ///         be told.
@@ -38,8 +41,10 @@ std::size_t stringEnd(std::string_view part, std::size_t begin) {
 }
 
 bool isKey(std::string_view part, std::size_t end) {
-    const std::size_t next = part.find_first_not_of(space, end);
-    return next == npos || part[next] == ':';
+    while (end < part.size() && isSpace(part[end])) {
+        ++end;
+    }
+    return end == part.size() || part[end] == ':';
 }
 
 } // namespace
@@ -53,7 +58,7 @@ std::size_t findElement(std::string_view text, std::size_t from, std::size_t siz
     for (std::size_t at = findOutsideOfStrings(part); at < part.size();) {
         const char c = part[at];
         const std::size_t begin = at++;
-        if (space.find(c) != npos) {
+        if (isSpace(c)) {
             continue;
         }
         bool isElement = afterComma; // but for a key: members begin with one, and only they

@@ -35,7 +35,8 @@ struct Elements {
 class __attribute__((visibility("hidden"))) TextReader {
 public:
     /// @param sourceName  names the source in errors.
-    /// @param text        well-formed UTF-8. Both must outlive the reader.
+    /// @param text        of any content; malformed UTF-8 in strings is taken as it is. Both must
+    ///                    outlive the reader.
     TextReader(const std::u16string& sourceName, std::string_view text,
                const ReadJSONDocumentOptions& options, ValueBuilder& builder);
 

@@ -1,5 +1,7 @@
 #include "value_builder.hpp"
 
+#include "platform/huge_pages.hpp"
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -10,10 +12,15 @@ ValueBuilder::~ValueBuilder() {
     std::free(stack_);
 }
 
-void ValueBuilder::append(const ValueBuilder& other, std::size_t count) {
+void ValueBuilder::reserve(std::size_t count) {
     if (count > static_cast<std::size_t>(limit_ - top_)) {
         growStack(count);
+        platform::adviseHugePages(top_, count * sizeof(rapidjson::Value));
     }
+}
+
+void ValueBuilder::append(const ValueBuilder& other, std::size_t count) {
+    reserve(count);
     std::memcpy(static_cast<void*>(top_), static_cast<const void*>(other.stack_),
                 count * sizeof(rapidjson::Value));
     top_ += count;

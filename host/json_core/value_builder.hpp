@@ -78,6 +78,9 @@ public:
     /// The finished root value; the builder is used up.
     rapidjson::Value& root() { return stack_[0]; }
 
+    /// Makes room for `count` more values that wait: one step where many small ones would copy.
+    void reserve(std::size_t count);
+
     /// Takes over the first `count` values of another builder, as if they had been made here.
     void append(const ValueBuilder& other, std::size_t count);
 
