@@ -1,33 +1,50 @@
 #include "platform/numeric_array.hpp"
 
 #include "../element_count.hpp"
+#include "platform/huge_pages.hpp"
 
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
 
 namespace matrix {
 
+namespace {
+
+constexpr std::size_t hugePage = std::size_t{2} << 20U;
+
+} // namespace
+
 // calloc hands out fresh zero pages of the system untouched, so that a big column costs nothing
-// until it is filled. The block comes last: nothing after it can throw and leak it.
+// until it is filled. It then lies on huge pages from its first byte on: filling four megabytes of
+// fresh small ones takes a millisecond longer. The block comes last: nothing after it can throw and
+// leak it.
 array_base::array_base(std::span<const unsigned long> dims, std::size_t element_size,
                        qxClassID class_id, qxComplexity complexity)
-    : data_(nullptr), dims_(dims.begin(), dims.end()), size_(embedded_host::elementCount(dims)),
-      class_id_(class_id), complexity_(complexity) {
-    if (size_ > std::size_t{std::numeric_limits<std::ptrdiff_t>::max()} / element_size) {
+    : data_(nullptr), block_(nullptr), dims_(dims.begin(), dims.end()),
+      size_(embedded_host::elementCount(dims)), class_id_(class_id), complexity_(complexity) {
+    if (size_ >
+        (std::size_t{std::numeric_limits<std::ptrdiff_t>::max()} - hugePage) / element_size) {
         throw std::length_error("numeric array: more bytes than memory has addresses");
     }
-    data_ = std::calloc(std::max<std::size_t>(size_, 1), element_size);
+    const std::size_t bytes = std::max<std::size_t>(size_ * element_size, 1);
+    std::size_t room = bytes < hugePage ? bytes : bytes + hugePage;
+    block_ = data_ = std::calloc(room, 1);
     if (data_ == nullptr) {
         throw std::bad_alloc();
+    }
+    if (bytes >= hugePage) {
+        std::align(hugePage, bytes, data_, room);
+        platform::adviseHugePages(data_, bytes);
     }
 }
 
 array_base::~array_base() {
-    std::free(data_);
+    std::free(block_);
 }
 
 void destroyArray(array_base* array) noexcept {

@@ -48,11 +48,12 @@ protected:
                qxComplexity complexity);
     virtual ~array_base();
 
-    void* data_; // owned; zero-filled at creation, never null
+    void* data_; // zero-filled at creation, never null
 
 private:
     friend void destroyArray(array_base* array) noexcept;
 
+    void* block_; // owned, with the data in it
     std::vector<unsigned long> dims_;
     std::size_t size_;
     qxClassID class_id_;
