@@ -194,8 +194,7 @@ Report inOwnProcess(const char* program, const std::string& side, const std::str
 int main(int argc, char** argv) {
     if (argc == 4 && std::strcmp(argv[1], "--side") == 0) {
         const Report report = runSide(argv[2], argv[3]);
-        std::fwrite(&report, sizeof report, 1, stdout);
-        return 0;
+        return std::fwrite(&report, sizeof report, 1, stdout) == 1 ? 0 : 1;
     }
     constexpr std::size_t recordCount = 500'000;
     const std::string path =

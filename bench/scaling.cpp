@@ -22,8 +22,11 @@ std::shared_ptr<bench::tree::DOM> document(std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         const std::string number = std::to_string(i);
         text += i == 0 ? "" : ",";
-        text += R"({"a":{"x":)" + number + R"(.5},"t":[)" + number + "," + number +
-                R"(],"s":"text )" + number + "\"}";
+        for (const std::string_view piece : std::initializer_list<std::string_view>{
+                 R"({"a":{"x":)", number, R"(.5},"t":[)", number, ",", number, R"(],"s":"text )",
+                 number, "\"}"}) {
+            text += piece;
+        }
     }
     text += "]";
     auto dom = bench::tree::make_dom_ptr();

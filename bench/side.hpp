@@ -25,7 +25,7 @@ namespace tree = ostra::io::json::tree;
 /// Ends the program where an answer is wrong: a fast wrong answer is no result.
 inline void require(bool right, const char* what) {
     if (!right) {
-        std::fprintf(stderr, "wrong answer: %s\n", what);
+        (void)std::fprintf(stderr, "wrong answer: %s\n", what);
         std::exit(1);
     }
 }

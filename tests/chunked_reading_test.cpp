@@ -95,6 +95,7 @@ TEST(ChunkedReading, WherePlacesToBeginAreMisleading) {
     };
     const std::string numbers = repeated("1,2,", 200) + "3";
     const std::string records = repeated(R"({"a":[1,{"b":2}]},)", 100) + "{}";
+    // NOLINTBEGIN(performance-inefficient-string-concatenation)
     for (const std::string& text : {
              numbers,
              '[' + numbers + ']',
@@ -114,6 +115,7 @@ TEST(ChunkedReading, WherePlacesToBeginAreMisleading) {
          }) {
         expectTheSame(text);
     }
+    // NOLINTEND(performance-inefficient-string-concatenation)
 }
 
 TEST(ChunkedReading, WhereMemoryRunsOut) {

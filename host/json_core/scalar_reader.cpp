@@ -199,14 +199,13 @@ void TextReader::readNumber() {
     if (integer.size() > 1 && integer.front() == '0') {
         fail(number, "number with a leading zero");
     }
-    if (atCharacter('.') || atCharacter('e') || atCharacter('E') || !fitsUint64(integer)) {
+    const bool fits = fitsUint64(integer) && (!negative || magnitude <= std::uint64_t{1} << 63U);
+    if (!fits || atCharacter('.') || atCharacter('e') || atCharacter('E')) {
         readFraction(number, magnitude);
-    } else if (!negative) {
-        builder_.integer(magnitude);
-    } else if (magnitude <= std::uint64_t{1} << 63U) {
+    } else if (negative) {
         builder_.integer(static_cast<std::int64_t>(0 - magnitude));
     } else {
-        readFraction(number, magnitude);
+        builder_.integer(magnitude);
     }
 }
 

@@ -25,8 +25,8 @@ constexpr std::size_t hugePage = std::size_t{2} << 20U;
 // leak it.
 array_base::array_base(std::span<const unsigned long> dims, std::size_t element_size,
                        qxClassID class_id, qxComplexity complexity)
-    : data_(nullptr), block_(nullptr), dims_(dims.begin(), dims.end()),
-      size_(embedded_host::elementCount(dims)), class_id_(class_id), complexity_(complexity) {
+    : data_(nullptr), dims_(dims.begin(), dims.end()), size_(embedded_host::elementCount(dims)),
+      class_id_(class_id), complexity_(complexity), block_(nullptr) {
     if (size_ >
         (std::size_t{std::numeric_limits<std::ptrdiff_t>::max()} - hugePage) / element_size) {
         throw std::length_error("numeric array: more bytes than memory has addresses");

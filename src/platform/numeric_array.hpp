@@ -53,11 +53,11 @@ protected:
 private:
     friend void destroyArray(array_base* array) noexcept;
 
-    void* block_; // owned, with the data in it
     std::vector<unsigned long> dims_;
     std::size_t size_;
     qxClassID class_id_;
     qxComplexity complexity_;
+    void* block_; // owned, with the data in it
 };
 
 /// An array of elements of type `T`. Created by `detail::do_create_numeric`, never directly.
