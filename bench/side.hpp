@@ -10,6 +10,7 @@
 #include <benchmark/benchmark.h>
 
 #include <malloc.h>
+#include <tbb/global_control.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -28,6 +29,13 @@ inline void require(bool right, const char* what) {
         (void)std::fprintf(stderr, "wrong answer: %s\n", what);
         std::exit(1);
     }
+}
+
+/// What `run` gives where oneTBB may use the calling thread only.
+template <class Run>
+auto onOneThread(const Run& run) {
+    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, 1);
+    return run();
 }
 
 /// Registers one side of a comparison.

@@ -8,6 +8,8 @@
 #include <rapidjson/writer.h>
 #include <simdjson.h>
 
+#include <fstream>
+
 namespace {
 
 using bench::coldSide;
@@ -38,7 +40,9 @@ void compareParsing(const Text& text) {
         *kept.emplace_back(std::make_unique<std::vector<char>>(bench::bytesOf(text.json)));
     require(core::parse_json_document({}, bytes, {}) == rapidjsonParse(text.json), text.name);
     const std::string name = std::string("parse/") + text.name;
-    coldSide(name + "/library", [&bytes] { return core::parse_json_document({}, bytes, {}); });
+    const auto parse = [&bytes] { return core::parse_json_document({}, bytes, {}); };
+    coldSide(name + "/library", parse);
+    coldSide(name + "/library, one thread", [parse] { return bench::onOneThread(parse); });
     coldSide(name + "/RapidJSON", [&text] { return rapidjsonParse(text.json); });
     coldSide(name + "/simdjson DOM", [&text] {
         simdjson::dom::parser parser;
@@ -74,6 +78,18 @@ void compareWriting(const Text& text) {
     });
     side(name + ", indented/RapidJSON", [&dom] {
         return rapidjsonText<rapidjson::PrettyWriter<rapidjson::StringBuffer>>(dom.document);
+    });
+    side(name + ", into a file/library", [&dom] {
+        bench::tree::write_file(dom, u"/dev/null", {});
+        return 0;
+    });
+    side(name + ", into a file/RapidJSON", [&dom] {
+        rapidjson::StringBuffer buffer;
+        rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+        dom.document.Accept(writer);
+        std::ofstream("/dev/null", std::ios::binary)
+            .write(buffer.GetString(), static_cast<std::streamsize>(buffer.GetSize()));
+        return 0;
     });
 }
 
