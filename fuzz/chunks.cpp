@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                  .allowNaNInf = (choice & 4U) != 0};
     const std::string text(data + 1, data + size);
     const std::string whole = outcome(text, options, text.size() + 1);
-    for (const std::size_t chunkSize : {5, 16, 50}) { // short chunks make wrong guesses
+    for (const std::size_t chunkSize : {5U, 16U, 50U}) { // short chunks make wrong guesses
         check(outcome(text, options, chunkSize) == whole, "a text read in chunks");
     }
     return 0;

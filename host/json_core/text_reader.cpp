@@ -24,7 +24,12 @@ std::string describeUnusual(std::string_view text) {
 TextReader::TextReader(const std::u16string& sourceName, std::string_view text,
                        const ReadJSONDocumentOptions& options, ValueBuilder& builder)
     : sourceName_(sourceName), options_(options), builder_(builder), begin_(text.data()),
-      end_(text.data() + text.size()), at_(begin_ + byteOrderMarkSize(text)) {}
+      end_(text.data() + text.size()), at_(begin_) {}
+
+void TextReader::start() {
+    at_ += byteOrderMarkSize({begin_, static_cast<std::size_t>(end_ - begin_)});
+    skipSpace();
+}
 
 bool TextReader::readTo(std::size_t limit) {
     bool due = true;

@@ -44,7 +44,7 @@ public:
     // throw JSONParseError where the text is refused, std::bad_alloc where memory is exhausted.
 
     /// Goes to the root value, which is due then.
-    void start() { skipSpace(); }
+    void start();
 
     /// Reads from a value that is due to the first one that is due at `limit` or behind it.
     /// @return whether there is one; if not, the root value is complete.
