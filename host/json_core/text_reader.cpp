@@ -40,7 +40,7 @@ bool TextReader::readTo(std::size_t limit) {
     return due;
 }
 
-bool TextReader::adopt(const Elements& elements, const ValueBuilder& values) {
+bool TextReader::adopt(const Elements& elements, ValueBuilder& values) {
     builder_.append(values, elements.count);
     levels_.back().count += elements.count - 1; // the last one is counted like one read here
     at_ = begin_ + elements.end;

@@ -57,9 +57,9 @@ public:
 
     /// Takes over elements, at least one, that another reader has read from the element that is
     /// due, and reads to the next value that is due.
-    /// @param values  has built them.
+    /// @param values  has built them, and is used up.
     /// @return whether there is one; if not, the root value is complete.
-    bool adopt(const Elements& elements, const ValueBuilder& values);
+    bool adopt(const Elements& elements, ValueBuilder& values);
 
     /// Reads what may follow the root value.
     void finish();

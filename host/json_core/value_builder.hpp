@@ -81,8 +81,9 @@ public:
     /// Makes room for `count` more values that wait: one step where many small ones would copy.
     void reserve(std::size_t count);
 
-    /// Takes over the first `count` values of another builder, as if they had been made here.
-    void append(const ValueBuilder& other, std::size_t count);
+    /// Takes over the first `count` values of another builder, as if they had been made here; the
+    /// other one is used up.
+    void append(ValueBuilder& other, std::size_t count);
 
     /// Leaves the rest of its storage to other builders.
     void releaseRest() noexcept;
