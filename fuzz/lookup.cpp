@@ -1,18 +1,15 @@
 /// Selectors and node names on any document: against recursion.
 
-#include "search.hpp"
+#include "lookups.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
-#include <ostra/io/json/tree/node_vector.hpp>
 
-#include <optional>
 #include <stdexcept>
 
 namespace {
 
 using namespace fuzz;
 using tree::LevelReader;
-using tree::NodeVector;
 
 /// Whether the library takes a selector at all, which all operations must agree on.
 bool accepted(const NodeVector& nodes, const std::string& selector) {
@@ -51,51 +48,6 @@ void checkWay(LevelReader& reader, Value& root, Value& target, std::size_t steps
         reader.cdup();
     }
     check(u8(reader.writeString(options)) == textOf(root), "the cursor's way back");
-}
-
-void checkSelector(const NodeVector& nodes, const std::vector<std::string>& tokens,
-                   const std::string& selector) {
-    const auto [hits, mask] = nodes.get_children(selector);
-    const auto [leaves, counts] = nodes.get_children_exhaustive(selector);
-    check(mask->size() == nodes.nodes.size() && counts->size() == mask->size(), "columns");
-    std::vector<Value*> found;
-    std::vector<Value*> scalars;
-    for (std::size_t i = 0; i < nodes.nodes.size(); ++i) {
-        Value* value = follow(nodes.nodes[i], tokens);
-        const std::size_t before = scalars.size();
-        if (value != nullptr) {
-            found.push_back(value);
-            flatten(*value, scalars);
-        }
-        check(mask->data()[i] == (value == nullptr), "mask of a selector");
-        check(counts->data()[i] == scalars.size() - before, "count of scalars");
-    }
-    check(hits.nodes == found, "values found by selector");
-    check(leaves.nodes == scalars, "flattened values");
-}
-
-void checkNodeName(const NodeVector& nodes, const std::string& name) {
-    const auto [hits, mask] = nodes.get_children_by_node_name(name);
-    check(mask->size() == nodes.nodes.size(), "column");
-    std::vector<Value*> found;
-    bool anySelector = false;
-    const std::optional<std::string> selector = nodes.resolve_node_name_to_selector(name);
-    for (std::size_t i = 0; i < nodes.nodes.size(); ++i) {
-        std::vector<std::string> way;
-        Value* value = findKey(*nodes.nodes[i], name, way);
-        if (value != nullptr) {
-            found.push_back(value);
-        }
-        check(mask->data()[i] == (value == nullptr), "mask of a node name");
-        if (!anySelector && value != nullptr && follow(nodes.nodes[i], way) == value) {
-            anySelector = true;
-            std::vector<std::string> tokens;
-            check(selector && splitSelector(*selector, tokens) && tokens == way,
-                  "selector of a node name");
-        }
-    }
-    check(selector.has_value() == anySelector, "whether a node name has a selector");
-    check(hits.nodes == found, "values found by node name");
 }
 
 void checkCursorNames(LevelReader& reader, Value& root, const std::string& name) {

@@ -4,36 +4,12 @@
 #include "record.hpp"
 #include "search.hpp"
 
-#include "platform/exceptions.hpp"
-
 #include <ostra/io/json/tree/node_vector.hpp>
-
-#include <new>
-#include <stdexcept>
 
 namespace {
 
 using namespace fuzz;
 using tree::NodeVector;
-
-template <class Call>
-Outcome outcomeOf(const Call& call) {
-    try {
-        call();
-        return Outcome::Done;
-    } catch (const std::invalid_argument&) {
-        return Outcome::NoArray;
-    } catch (const std::out_of_range&) {
-        return Outcome::OutOfRange;
-    } catch (const std::length_error&) {
-        return Outcome::TooLong;
-    } catch (const std::bad_alloc&) {
-        return Outcome::NoMemory;
-    } catch (const foundation::core::except::IMsgIDException& error) {
-        check(error.GetID() == "OSTRA:string:MissingNotSupported", "identifier of an error");
-        return Outcome::Missing;
-    }
-}
 
 /// The same nodes of both documents, position by position.
 struct Pair {
@@ -172,7 +148,7 @@ private:
         if (outside) {
             plain.clear();
         }
-        moveTo({at_.ours.subset(*columnOf(indices, qxUINT64_CLASS)), plain});
+        moveTo({at_.ours.subset(*columnOf(indices)), plain});
     }
 
     // --- Changing -------------------------------------------------------------------------------
@@ -187,34 +163,13 @@ private:
         const Outcome outcome = outcomeOf([&] { at_.ours.set_number_of_children(count); });
         if (count < noMemory || arrays == 0) {
             check(outcome == Outcome::Done, "a number of children, refused");
-            for (Value* node : at_.plain) {
-                plainResize(*node, count);
-            }
+            plainResize(at_.plain, count, plain_->document.GetAllocator());
             return;
         }
         // Two are less than 64 bits can count, and three of the smaller number are not.
         const bool countable = count == noMemory && arrays <= 2;
         check(outcome == (countable ? Outcome::NoMemory : Outcome::TooLong),
               "more children than memory");
-    }
-
-    void plainResize(Value& node, std::size_t count) {
-        auto& pool = plain_->document.GetAllocator();
-        if (!node.IsArray()) {
-            return;
-        }
-        if (node.Capacity() < count) {
-            // Keeps the pool from growing the array where it is: a node in it goes stale then, as
-            // it does in the library.
-            pool.Malloc(sizeof(Value));
-            node.Reserve(count, pool);
-        }
-        while (node.Size() < count) {
-            node.PushBack(Value(), pool);
-        }
-        while (node.Size() > count) {
-            node.PopBack();
-        }
     }
 
     Codes codes(std::size_t count) {
@@ -229,8 +184,7 @@ private:
     void setTypes() {
         const Codes types = codes(choices_.below(at_.plain.size() + 3));
         const bool none = choices_.below(32) == 31;
-        const auto column =
-            none ? tree::NumericArray<std::uint8_t>() : columnOf(types, qxUINT8_CLASS);
+        const auto column = none ? tree::NumericArray<std::uint8_t>() : columnOf(types);
         const Outcome expected = none ? Outcome::NoArray : plainSetTypes(at_.plain, types);
         check(outcomeOf([&] { at_.ours.set_types(column); }) == expected, "set_types");
     }
@@ -309,42 +263,14 @@ private:
         }
         const Outcome outcome = outcomeOf([&] { at_.ours.set_keys(*stringsOf(keys)); });
         check(outcome == (missing ? Outcome::Missing : Outcome::Done), "set_keys");
-        auto& pool = plain_->document.GetAllocator();
-        for (Value* node : at_.plain) {
-            if (missing || !node->IsObject()) {
-                continue;
-            }
-            *node = Value(rapidjson::kObjectType);
-            for (const auto& key : keys) {
-                const std::string bytes = u8(*key);
-                node->AddMember(Value(bytes.data(), bytes.size(), pool), Value(), pool);
-            }
+        if (!missing) {
+            plainSetKeys(at_.plain, keys, plain_->document.GetAllocator());
         }
     }
 
     // --- Comparing ------------------------------------------------------------------------------
 
-    void getKeys() {
-        std::vector<std::string> keys;
-        for (Value* node : at_.plain) {
-            std::vector<std::string> inThis;
-            for (const auto& [key, child] : childrenOf(*node)) {
-                if (!node->IsObject()) {
-                    break;
-                }
-                inThis.push_back(key);
-                if (std::count(inThis.begin(), inThis.end(), key) >
-                    std::count(keys.begin(), keys.end(), key)) {
-                    keys.push_back(key);
-                }
-            }
-        }
-        Texts expected;
-        for (const std::string& key : keys) {
-            expected.emplace_back(u16(key));
-        }
-        check(textsOf(at_.ours.get_keys()) == expected, "get_keys");
-    }
+    void getKeys() { check(textsOf(at_.ours.get_keys()) == plainKeys(at_.plain), "get_keys"); }
 
     void compareData() {
         const Record record = plainGetData(at_.plain);

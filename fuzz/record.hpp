@@ -1,8 +1,11 @@
 #pragma once
 
-/// What `get_data` gives and `set_data` takes, as plain vectors, and both done the slow way.
+/// Host arrays as plain vectors and back, and what node vectors do with them, done the slow way.
+/// Tests compare with it too.
 
 #include "support.hpp"
+
+#include "platform/exceptions.hpp"
 
 #include <ostra/io/json/tree/node_vector_data.hpp>
 
@@ -10,7 +13,9 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -21,10 +26,20 @@ using Codes = std::vector<std::uint8_t>;
 using Texts = std::vector<std::optional<std::u16string>>; // empty: missing
 
 template <class T>
-tree::NumericArray<T> columnOf(const std::vector<T>& values, qxClassID classId) {
-    const std::array<unsigned long, 2> dims = {values.size(), 1};
+constexpr qxClassID classId() {
+    return std::is_same_v<T, bool>           ? qxLOGICAL_CLASS
+           : std::is_same_v<T, std::uint8_t> ? qxUINT8_CLASS
+           : std::is_same_v<T, std::int64_t> ? qxINT64_CLASS
+           : std::is_same_v<T, double>       ? qxDOUBLE_CLASS
+                                             : qxUINT64_CLASS;
+}
+
+/// A row, for the shape of what is handed in does not matter.
+template <class T>
+tree::NumericArray<T> columnOf(const std::vector<T>& values) {
+    const std::array<unsigned long, 2> dims = {1, values.size()};
     tree::NumericArray<T> column(static_cast<matrix::typed_vector<T>*>(
-        matrix::detail::do_create_numeric(dims, classId, qxREAL)));
+        matrix::detail::do_create_numeric(dims, classId<T>(), qxREAL)));
     std::copy(values.begin(), values.end(), column->data());
     return column;
 }
@@ -32,11 +47,13 @@ tree::NumericArray<T> columnOf(const std::vector<T>& values, qxClassID classId) 
 template <class T>
 std::vector<T> vectorOf(const tree::NumericArray<T>& column) {
     check(column->dims() == std::vector<unsigned long>{column->size(), 1}, "shape of a column");
-    return {column->data(), column->data() + column->size()};
+    check(column->class_id() == classId<T>() && column->complexity() == qxREAL,
+          "class of a column");
+    return std::vector<T>(column->data(), column->data() + column->size());
 }
 
 inline tree::StringArray stringsOf(const Texts& texts) {
-    const std::array<std::size_t, 2> dims = {texts.size(), 1};
+    const std::array<std::size_t, 2> dims = {1, texts.size()};
     tree::StringArray strings = Tarvel::String::make_String(dims.size(), dims.data());
     for (std::size_t i = 0; i < texts.size(); ++i) {
         if (texts[i]) {
@@ -47,6 +64,7 @@ inline tree::StringArray stringsOf(const Texts& texts) {
 }
 
 inline Texts textsOf(const tree::StringArray& strings) {
+    check(strings->dims() == std::vector<std::size_t>{strings->size(), 1}, "shape of the texts");
     Texts texts(strings->size());
     for (std::size_t i = 0; i < texts.size(); ++i) {
         if (const std::u16string* text = strings->get(i)) {
@@ -65,12 +83,8 @@ struct Record {
     std::vector<std::int64_t> int64s;
 
     tree::NodeVectorData toHost() const {
-        return {columnOf(types, qxUINT8_CLASS),
-                columnOf(numberTypes, qxUINT8_CLASS),
-                stringsOf(strings),
-                columnOf(doubles, qxDOUBLE_CLASS),
-                columnOf(uint64s, qxUINT64_CLASS),
-                columnOf(int64s, qxINT64_CLASS)};
+        return {columnOf(types),   columnOf(numberTypes), stringsOf(strings),
+                columnOf(doubles), columnOf(uint64s),     columnOf(int64s)};
     }
 };
 
@@ -109,6 +123,25 @@ inline Record plainGetData(const Nodes& nodes) {
 
 /// How an operation ends.
 enum class Outcome { Done, NoArray, OutOfRange, TooLong, NoMemory, Missing };
+
+template <class Call>
+Outcome outcomeOf(const Call& call) {
+    try {
+        call();
+        return Outcome::Done;
+    } catch (const std::invalid_argument&) {
+        return Outcome::NoArray;
+    } catch (const std::out_of_range&) {
+        return Outcome::OutOfRange;
+    } catch (const std::length_error&) {
+        return Outcome::TooLong;
+    } catch (const std::bad_alloc&) {
+        return Outcome::NoMemory;
+    } catch (const foundation::core::except::IMsgIDException& error) {
+        check(error.GetID() == "OSTRA:string:MissingNotSupported", "identifier of an error");
+        return Outcome::Missing;
+    }
+}
 
 inline Outcome plainSetTypes(const Nodes& nodes, const Codes& types) {
     const std::size_t used = std::min(nodes.size(), types.size());
@@ -187,6 +220,62 @@ inline Outcome plainSetData(const Nodes& nodes, const Record& record,
         }
     }
     return Outcome::Done;
+}
+
+/// `set_number_of_children`, node after node.
+inline void plainResize(const Nodes& nodes, std::size_t count,
+                        rapidjson::Document::AllocatorType& pool) {
+    for (Value* node : nodes) {
+        if (!node->IsArray()) {
+            continue;
+        }
+        if (node->Capacity() < count) {
+            // Keeps the pool from growing the array where it is: a node in it goes stale then, as
+            // it does in the library.
+            pool.Malloc(sizeof(Value));
+            node->Reserve(count, pool);
+        }
+        while (node->Size() < count) {
+            node->PushBack(Value(), pool);
+        }
+        while (node->Size() > count) {
+            node->PopBack();
+        }
+    }
+}
+
+/// `get_keys`: a key as often as it is in the object that has it most often.
+inline Texts plainKeys(const Nodes& nodes) {
+    Texts keys;
+    std::map<std::string, std::size_t> most;
+    for (const Value* node : nodes) {
+        if (!node->IsObject()) {
+            continue;
+        }
+        std::map<std::string, std::size_t> inThis;
+        for (const auto& member : node->GetObject()) {
+            const std::string key = keyOf(member);
+            if (++inThis[key] > most[key]) {
+                ++most[key];
+                keys.emplace_back(u16(key));
+            }
+        }
+    }
+    return keys;
+}
+
+/// `set_keys` without a missing one, node after node.
+inline void plainSetKeys(const Nodes& nodes, const Texts& keys,
+                         rapidjson::Document::AllocatorType& pool) {
+    for (Value* node : nodes) {
+        if (node->IsObject()) {
+            *node = Value(rapidjson::kObjectType);
+            for (const auto& key : keys) {
+                const std::string bytes = u8(*key);
+                node->AddMember(Value(bytes.data(), bytes.size(), pool), Value(), pool);
+            }
+        }
+    }
 }
 
 } // namespace fuzz

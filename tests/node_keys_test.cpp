@@ -1,80 +1,36 @@
 /// The keys of many objects: their union, and one key set for all.
 
-#include "support/columns.hpp"
+#include "fuzz/record.hpp"
+#include "support/nodes.hpp"
 #include "support/random_json.hpp"
 
 #include <gtest/gtest.h>
 
 #include <set>
-#include <string_view>
-#include <unordered_map>
 
 namespace {
 
 using namespace test;
+using fuzz::plainKeys;
+using fuzz::stringsOf;
+using fuzz::Texts;
 using rapidjson::Value;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using tree::NodeVector;
 using Names = std::vector<std::string>;
 
 const std::string bytes21 = "exactly 21 bytes long";
 const std::string bytes22 = "this one has 22 bytes ";
 
-std::string textOfName(const Value& name) {
-    return {name.GetString(), name.GetStringLength()};
-}
-
-/// The union as it is defined: with one map for the names so far and one for each object.
-Names plainKeys(const std::vector<Value*>& nodes) {
-    Names order;
-    std::unordered_map<std::string, std::size_t> index;
-    for (const Value* node : nodes) {
-        if (!node->IsObject()) {
-            continue;
-        }
-        std::unordered_map<std::string, std::size_t> counts;
-        for (const auto& member : node->GetObject()) {
-            const std::string name = textOfName(member.name);
-            const bool isNew = index.emplace(name, 1).second;
-            const auto [count, isFirst] = counts.emplace(name, 1);
-            if (isNew) {
-                order.push_back(name);
-            } else if (!isFirst && index[name] < ++count->second) {
-                ++index[name];
-                order.push_back(name);
-            }
-        }
-    }
-    return order;
-}
-
-Names keysOf(const NodeVector& nodes) {
-    const tree::StringArray keys = nodes.get_keys();
-    EXPECT_THAT(keys->dims(), ElementsAre(keys->size(), 1));
-    Names names;
-    for (const auto& name : textsOf(*keys)) {
-        names.push_back(name.value()); // none is missing
-    }
-    return names;
-}
-
-/// Gives the objects their members one after another, by RapidJSON's own copy.
-void plainSetKeys(const NodeVector& nodes, const Names& names) {
-    auto& pool = nodes.dom->document.GetAllocator();
-    Value pattern(rapidjson::kObjectType);
+Texts textsOf(const Names& names) {
+    Texts texts;
     for (const std::string& name : names) {
-        pattern.AddMember(Value(name.data(), name.size(), pool), Value(), pool);
+        texts.emplace_back(u16(name));
     }
-    for (Value* node : nodes.nodes) {
-        if (node->IsObject()) {
-            *node = Value(pattern, pool);
-        }
-    }
+    return texts;
 }
 
-tree::StringArray keyArray(const Names& names) {
-    return stringsOf(Texts(names.begin(), names.end()));
+Texts keysOf(const NodeVector& nodes) {
+    return fuzz::textsOf(nodes.get_keys());
 }
 
 TEST(GetKeys, AreTheUnionWithRepeats) {
@@ -95,9 +51,9 @@ TEST(GetKeys, AreTheUnionWithRepeats) {
          {std::string("a\0b", 3), std::string("a\0c", 3), "a"}},
     };
     for (const auto& [text, keys] : cases) {
-        EXPECT_EQ(keysOf(elementsOf(text)), keys) << text;
+        EXPECT_EQ(keysOf(elementsOf(text)), textsOf(keys)) << text;
     }
-    EXPECT_THAT(keysOf(NodeVector()), IsEmpty());
+    EXPECT_EQ(keysOf(NodeVector()), Texts());
 }
 
 /// Objects that have most of the same names in much the same order, or not at all.
@@ -151,13 +107,13 @@ TEST(SetKeys, GivesEveryObjectTheSameMembers) {
     };
     for (const auto& [names, object] : cases) {
         NodeVector nodes = elementsOf(before);
-        nodes.set_keys(*keyArray(names));
+        nodes.set_keys(*stringsOf(textsOf(names)));
         for (const std::size_t i : {0U, 2U, 4U}) {
             EXPECT_EQ(textOf(*nodes.nodes[i]), object);
         }
         EXPECT_EQ(textOf(*nodes.nodes[1]), "5");
         EXPECT_EQ(textOf(*nodes.nodes[3]), R"([{"b":2}])");
-        EXPECT_EQ(keysOf(nodes), names);
+        EXPECT_EQ(keysOf(nodes), textsOf(names));
     }
 }
 
@@ -169,7 +125,7 @@ TEST(SetKeys, GivesEveryObjectNamesOfItsOwn) {
         dom->document.PushBack(Value(rapidjson::kObjectType), dom->document.GetAllocator());
     }
     NodeVector nodes = rootOf(dom).get_children();
-    nodes.set_keys(*keyArray({"short", bytes22}));
+    nodes.set_keys(*stringsOf({u"short", u16(bytes22)}));
     std::set<const char*> names;
     for (const Value* node : nodes.nodes) {
         for (const auto& member : node->GetObject()) {
@@ -193,7 +149,7 @@ TEST(SetKeys, RefusesMissingNamesBeforeAnythingChanges) {
     NodeVector none;
     for (NodeVector* at : {&nodes, &none}) {
         try {
-            at->set_keys(*stringsOf({"b", std::nullopt, "c"}));
+            at->set_keys(*stringsOf({u"b", std::nullopt, u"c"}));
             ADD_FAILURE();
         } catch (const foundation::core::except::IMsgIDException& error) {
             EXPECT_EQ(error.GetID(), "OSTRA:string:MissingNotSupported");
@@ -201,7 +157,7 @@ TEST(SetKeys, RefusesMissingNamesBeforeAnythingChanges) {
     }
     EXPECT_EQ(textOf(*nodes.dom), R"([{"a":1},{}])");
     EXPECT_EQ(nodes.dom->document.GetAllocator().Size(), used);
-    none.set_keys(*keyArray({"a"})); // no object, so no document is needed
+    none.set_keys(*stringsOf({u"a"})); // no object, so no document is needed
 }
 
 /// Repeated nodes and objects inside one another included.
@@ -219,12 +175,12 @@ TEST(SetKeys, AgreesWithThePlainLoop) {
                 expected.nodes.push_back(expected.nodes[pick]);
             }
         }
-        Names names;
+        Texts names;
         for (std::size_t n = random.below(5); n > 0; --n) {
-            names.push_back(random.key());
+            names.emplace_back(u16(random.key()));
         }
-        ours.set_keys(*keyArray(names));
-        plainSetKeys(expected, names);
+        ours.set_keys(*stringsOf(names));
+        fuzz::plainSetKeys(expected.nodes, names, expected.dom->document.GetAllocator());
         EXPECT_EQ(textOf(*ours.dom), textOf(*expected.dom)) << sequence;
         for (std::size_t i = 0; i < all[0].size(); ++i) { // also what no longer belongs to them
             ASSERT_EQ(*all[0][i], *all[1][i]) << sequence << ", node " << i;
