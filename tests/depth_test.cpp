@@ -1,6 +1,7 @@
-/// A document of a million levels under every operation that the subsystems' own tests do not try
-/// it on, on the main thread and on one with far less native stack than a byte a level.
+/// A document of a million levels under every operation, on the main thread and on one with far
+/// less native stack than a byte a level.
 
+#include "examples/list_copy.hpp"
 #include "support/operations.hpp"
 
 #include <gtest/gtest.h>
@@ -15,12 +16,12 @@ using test::tree::NodeVector;
 constexpr std::size_t levels = 1'000'000;
 
 /// Arrays and objects by turns around a number.
-std::string deepText(const std::string& beside = "") {
+std::string deepText(const std::string& beside = "", const std::string& number = "1") {
     std::string text;
     for (std::size_t i = 0; i < levels / 2; ++i) {
         text += "[{\"k\":";
     }
-    text += "1";
+    text += number;
     for (std::size_t i = 0; i < levels / 2; ++i) {
         text += "}" + beside + "]";
     }
@@ -58,10 +59,53 @@ void readEverything() {
 
     EXPECT_TRUE(
         std::equal(all.nodes.begin() + 1, all.nodes.end(), all.get_children().nodes.begin()));
+    EXPECT_EQ(all.get_children_exhaustive("").first.nodes.size(), 1U);
     EXPECT_EQ(all.get_children("/0/k").first.nodes.size(), levels / 2);
     EXPECT_EQ(all.get_keys()->size(), 1U);
     EXPECT_EQ(all.get_data().doubles->size(), 1U);
     EXPECT_EQ(all.get_types()->data()[levels], rapidjson::kNumberType);
+}
+
+/// Finds what lies deepest, by name and by selector.
+void findTheDeepest(const std::string& open, const std::string& step, const std::string& close) {
+    const auto repeated = [](const std::string& text) {
+        std::string all;
+        for (std::size_t i = 0; i < levels; ++i) {
+            all += text;
+        }
+        return all;
+    };
+    const std::string text = repeated(open) + "{\"b\":1}" + repeated(close);
+    const std::string selector = repeated(step) + "/b";
+    EXPECT_ANY_THROW(test::parse(repeated(open)));
+    const auto dom = test::tree::make_dom_ptr();
+    *dom = test::parse(text);
+    const NodeVector root(dom, {&dom->document});
+    EXPECT_EQ(root.get_children(selector).first.nodes.size(), 1U);
+    EXPECT_EQ(root.get_children_exhaustive(selector).first.nodes.size(), 1U);
+    EXPECT_EQ(root.get_children_by_node_name("b").first.nodes.size(), 1U);
+    EXPECT_EQ(root.get_children_by_node_name("c").first.nodes.size(), 0U);
+    EXPECT_TRUE(root.resolve_node_name_to_selector("b") == selector);
+
+    test::tree::LevelReader reader = test::reader(text);
+    EXPECT_FALSE(reader.cdNodeName("c", true));
+    ASSERT_TRUE(reader.cdNodeName("b", true));
+    EXPECT_EQ(test::textOf(reader), "1");
+    for (std::size_t i = 0; i < levels; ++i) {
+        reader.cdup();
+    }
+    EXPECT_EQ(test::textOf(reader).size(), text.size() - open.size() - close.size());
+    reader.cdup();
+    ASSERT_TRUE(reader.cdSelector(selector));
+    EXPECT_EQ(test::textOf(reader), "1");
+}
+
+void copyEverything() {
+    const std::string text = deepText();
+    test::tree::LevelReader source = test::reader(text);
+    test::tree::LevelReader copy = test::reader("0");
+    EXPECT_EQ(example::copyByLists(source, copy).levels, levels);
+    EXPECT_TRUE(test::textOf(copy) == deepText("", "1.0"));
 }
 
 void changeEverything() {
@@ -98,16 +142,22 @@ void changeEverything() {
     }
 }
 
-TEST(Depth, NeedsNoNativeStack) {
+void doEverything() {
     readEverything();
+    findTheDeepest("[", "/0", "]");
+    findTheDeepest("{\"a\":", "/a", "}");
+    copyEverything();
     changeEverything();
+}
+
+TEST(Depth, NeedsNoNativeStack) {
+    doEverything();
     pthread_attr_t attributes;
     pthread_t thread{};
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, std::size_t{256} << 10U);
     const auto run = [](void*) -> void* {
-        readEverything();
-        changeEverything();
+        doEverything();
         return nullptr;
     };
     ASSERT_EQ(pthread_create(&thread, &attributes, run, nullptr), 0);

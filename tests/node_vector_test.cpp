@@ -1,35 +1,25 @@
 /// Node vectors: every operation against a slow, obvious, serial one.
 
+#include "fuzz/lookups.hpp"
+#include "support/nodes.hpp"
 #include "support/random_json.hpp"
-#include "support/text.hpp"
-
-#include <ostra/io/json/tree/node_vector.hpp>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numeric>
-#include <thread>
 
 namespace {
 
 using namespace test;
+using namespace std::string_literals;
+using fuzz::columnOf;
+using fuzz::Nodes;
+using fuzz::vectorOf;
 using rapidjson::Value;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using tree::NodeVector;
-using Nodes = std::vector<Value*>;
-
-NodeVector elementsOf(const std::shared_ptr<tree::DOM>& dom) {
-    return NodeVector(dom, {&dom->document}).get_children();
-}
-
-NodeVector elementsOf(const std::string& text) {
-    const auto dom = tree::make_dom_ptr();
-    *dom = parse(text);
-    return elementsOf(dom);
-}
 
 std::vector<std::string> textsOf(const Nodes& nodes) {
     std::vector<std::string> texts;
@@ -39,27 +29,11 @@ std::vector<std::string> textsOf(const Nodes& nodes) {
     return texts;
 }
 
-template <class T>
-std::vector<T> column(const tree::NumericArray<T>& array, qxClassID classId) {
-    EXPECT_EQ(array->class_id(), classId);
-    EXPECT_EQ(array->complexity(), qxREAL);
-    EXPECT_THAT(array->dims(), ElementsAre(array->size(), 1));
-    return std::vector<T>(array->data(), array->data() + array->size());
-}
-
-tree::NumericArray<unsigned long> indices(const std::vector<unsigned long>& values) {
-    const unsigned long dims[] = {1, values.size()}; // a row: the shape does not matter
-    tree::NumericArray<unsigned long> array(static_cast<matrix::typed_vector<unsigned long>*>(
-        matrix::detail::do_create_numeric(dims, qxUINT64_CLASS, qxREAL)));
-    std::ranges::copy(values, array->data());
-    return array;
-}
-
 /// The documents that everything is tried on: of 0, 1, 2, 7 and many nodes, some of them repeated.
 std::vector<NodeVector> randomNodes() {
     std::vector<NodeVector> all;
-    for (const std::size_t count : {0U, 1U, 2U, 7U, 50'000U}) {
-        NodeVector nodes = elementsOf(randomDocument(count + 1, count, 3));
+    for (const std::size_t count : {0U, 1U, 2U, 7U, 20'000U}) {
+        NodeVector nodes = rootOf(randomDocument(count + 1, count, 3)).get_children();
         all.push_back(nodes);
         for (std::size_t i = 0; i < count / 3; ++i) {
             nodes.nodes.push_back(nodes.nodes[i * i % count]);
@@ -68,59 +42,6 @@ std::vector<NodeVector> randomNodes() {
     }
     return all;
 }
-
-// --- The oracle -----------------------------------------------------------------------------
-
-/// Follows one selector the plain way; `tokens` are keys or, on arrays, indices.
-Value* follow(Value* value, const std::vector<std::string>& tokens) {
-    for (const std::string& token : tokens) {
-        Value* next = nullptr;
-        if (value->IsObject()) {
-            for (auto& member : value->GetObject()) {
-                const std::string key(member.name.GetString(), member.name.GetStringLength());
-                next = next == nullptr && key == token ? &member.value : next;
-            }
-        } else if (value->IsArray()) {
-            const bool isIndex = token.size() == 1 && token >= "0" && token <= "9";
-            const auto index = isIndex ? static_cast<std::size_t>(token[0] - '0') : SIZE_MAX;
-            next = index < value->Size() ? &(*value)[index] : nullptr;
-        }
-        if (next == nullptr) {
-            return nullptr;
-        }
-        value = next;
-    }
-    return value;
-}
-
-void flatten(Value& value, Nodes& leaves) {
-    if (value.IsArray()) {
-        for (Value& element : value.GetArray()) {
-            flatten(element, leaves);
-        }
-    } else if (!value.IsObject()) {
-        leaves.push_back(&value);
-    }
-}
-
-const struct {
-    std::string selector;
-    std::vector<std::string> tokens;
-} selectors[] = {
-    {"", {}},
-    {"/a", {"a"}},
-    {"/0", {"0"}},
-    {"/b/a", {"b", "a"}},
-    {"/2/0", {"2", "0"}},
-    {"/", {""}},
-    {"/~0~1/a/1", {"~/", "a", "1"}},
-    {"/\u6771\u4eac", {"\u6771\u4eac"}},
-    {"/this one has 22 bytes ", {"this one has 22 bytes "}},
-    {"/exactly 21 bytes long", {"exactly 21 bytes long"}},
-    {std::string("/a\0b", 4), {std::string("a\0b", 3)}},
-    {"/-", {"-"}},
-    {"/01", {"01"}},
-};
 
 // --- Reading --------------------------------------------------------------------------------
 
@@ -133,14 +54,8 @@ TEST(NodeVector, ListsTheChildrenOfEveryNodeInOrder) {
     for (const NodeVector& some : randomNodes()) {
         Nodes expected;
         for (Value* node : some.nodes) {
-            if (node->IsObject()) {
-                for (auto& member : node->GetObject()) {
-                    expected.push_back(&member.value);
-                }
-            } else if (node->IsArray()) {
-                for (Value& element : node->GetArray()) {
-                    expected.push_back(&element);
-                }
+            for (const auto& child : fuzz::childrenOf(*node)) {
+                expected.push_back(child.second);
             }
         }
         ASSERT_EQ(some.get_children().nodes, expected);
@@ -160,46 +75,29 @@ TEST(NodeVector, IsAPlainValueThatKeepsItsDocumentAlive) {
 }
 
 TEST(Lookup, AgreesWithThePlainWalk) {
+    const std::vector<std::string> selectors = {"",
+                                                "/a",
+                                                "/0",
+                                                "/b/a",
+                                                "/2/0",
+                                                "/",
+                                                "/~0~1/a/1",
+                                                "/\u6771\u4eac",
+                                                "/this one has 22 bytes ",
+                                                "/exactly 21 bytes long",
+                                                "/a\0b"s,
+                                                "/-",
+                                                "/01"};
+    const std::vector<std::string> names = {"a", "nowhere", "~/",
+                                            "",  "a\0b"s,   "this one has 22 bytes "};
     for (const NodeVector& some : randomNodes()) {
-        for (const auto& [selector, tokens] : selectors) {
-            Nodes found;
-            std::vector<bool> missing;
-            for (Value* node : some.nodes) {
-                Value* value = follow(node, tokens);
-                missing.push_back(value == nullptr);
-                if (value != nullptr) {
-                    found.push_back(value);
-                }
-            }
-            const auto [hits, mask] = some.get_children(selector);
-            ASSERT_EQ(hits.nodes, found) << selector;
-            ASSERT_EQ(hits.nodes.capacity(), found.size());
-            ASSERT_EQ(hits.dom, some.dom);
-            ASSERT_EQ(column(mask, qxLOGICAL_CLASS), missing);
+        for (const std::string& selector : selectors) {
+            std::vector<std::string> tokens;
+            ASSERT_TRUE(fuzz::splitSelector(selector, tokens));
+            fuzz::checkSelector(some, tokens, selector);
         }
-    }
-}
-
-TEST(Lookup, ByNodeNameFindsWhatTheCoreFinds) {
-    for (const NodeVector& some : randomNodes()) {
-        for (const std::string name : {"a", "nowhere", "this one has 22 bytes "}) {
-            Nodes found;
-            std::vector<bool> missing;
-            std::optional<std::string> selector;
-            for (Value* node : some.nodes) {
-                Value* value = ostra::io::json::core::resolve_node_name(*node, name);
-                missing.push_back(value == nullptr);
-                if (value != nullptr) {
-                    found.push_back(value);
-                }
-                if (!selector) {
-                    selector = ostra::io::json::core::resolve_node_name_to_selector(*node, name);
-                }
-            }
-            const auto [hits, mask] = some.get_children_by_node_name(name);
-            ASSERT_EQ(hits.nodes, found);
-            ASSERT_EQ(column(mask, qxLOGICAL_CLASS), missing);
-            ASSERT_EQ(some.resolve_node_name_to_selector(name), selector);
+        for (const std::string& name : names) {
+            fuzz::checkNodeName(some, name);
         }
     }
     const NodeVector third = elementsOf(R"([{"a":1},[2],{"x":[{"n":3}]},{"n":4}])");
@@ -213,52 +111,17 @@ TEST(Lookup, RefusesAnInvalidSelectorBeforeAnythingElse) {
     }
 }
 
-TEST(Flattening, AgreesWithTheRecursiveOne) {
+TEST(Lookup, FlattensArraysButNotObjects) {
     const NodeVector nodes = elementsOf(R"([[1,[2,{"x":3}],4],{"a":1},"s",[],[[[]],[[null]]]])");
     const auto [flat, counted] = nodes.get_children_exhaustive("");
     EXPECT_THAT(textsOf(flat.nodes), ElementsAre("1", "2", "4", "\"s\"", "null"));
-    EXPECT_THAT(column(counted, qxUINT64_CLASS), ElementsAre(3, 0, 1, 0, 1));
-    for (const NodeVector& some : randomNodes()) {
-        for (const auto& [selector, tokens] : selectors) {
-            Nodes leaves;
-            std::vector<std::uint64_t> counts;
-            for (Value* node : some.nodes) {
-                const std::size_t before = leaves.size();
-                if (Value* value = follow(node, tokens)) {
-                    flatten(*value, leaves);
-                }
-                counts.push_back(leaves.size() - before);
-            }
-            const auto [all, perNode] = some.get_children_exhaustive(selector);
-            ASSERT_EQ(all.nodes, leaves) << selector;
-            ASSERT_EQ(column(perNode, qxUINT64_CLASS), counts);
-        }
-    }
-}
-
-TEST(NodeVector, NeedsNoStackForDeepDocuments) {
-    constexpr std::size_t depth = 1'000'000;
-    std::string text(depth, '[');
-    text += "1,{\"k\":2}" + std::string(depth, ']');
-    std::string selector;
-    for (std::size_t i = 1; i < depth; ++i) {
-        selector += "/0";
-    }
-    const NodeVector nodes = elementsOf("[0," + text + "]");
-    const auto deep = [&] {
-        EXPECT_EQ(nodes.get_children_exhaustive("").first.nodes.size(), 2U);
-        EXPECT_EQ(nodes.get_children(selector).first.nodes.size(), 1U);
-        EXPECT_EQ(nodes.get_children_by_node_name("k").first.nodes.size(), 1U);
-        EXPECT_EQ(nodes.resolve_node_name_to_selector("k")->size(), 2 * depth + 2);
-    };
-    deep();
-    std::thread(deep).join();
+    EXPECT_THAT(vectorOf(counted), ElementsAre(3, 0, 1, 0, 1));
 }
 
 TEST(Subset, PicksInTheOrderOfTheIndicesOrNothing) {
     const NodeVector nodes = elementsOf(R"(["a","b","c"])");
     const auto pick = [&](const std::vector<unsigned long>& positions) {
-        const NodeVector picked = nodes.subset(*indices(positions));
+        const NodeVector picked = nodes.subset(*columnOf(positions));
         EXPECT_EQ(picked.dom, nodes.dom);
         return textsOf(picked.nodes);
     };
@@ -269,24 +132,6 @@ TEST(Subset, PicksInTheOrderOfTheIndicesOrNothing) {
 }
 
 // --- Resizing -------------------------------------------------------------------------------
-
-/// One node after another through RapidJSON's own growth.
-void resizePlainly(const NodeVector& nodes, std::size_t count) {
-    auto& pool = nodes.dom->document.GetAllocator();
-    for (Value* node : nodes.nodes) {
-        if (node->IsArray()) {
-            if (node->Capacity() < count) {
-                node->Reserve(count, pool);
-            }
-            while (node->Size() < count) {
-                node->PushBack(Value(), pool);
-            }
-            while (node->Size() > count) {
-                node->PopBack();
-            }
-        }
-    }
-}
 
 TEST(Resizing, GrowsAndCutsArraysOnly) {
     NodeVector nodes = elementsOf(R"([[1],{"a":1},[1,2,3,4],"x",[]])");
@@ -301,7 +146,7 @@ TEST(Resizing, GrowsAndCutsArraysOnly) {
 
 /// Nodes and, behind, before or between them, nodes that lie inside them, in several orders.
 NodeVector nestedNodes(std::uint64_t sequence, std::size_t count) {
-    NodeVector nodes = elementsOf(randomDocument(sequence, count, 3));
+    NodeVector nodes = rootOf(randomDocument(sequence, count, 3)).get_children();
     const NodeVector children = nodes.get_children();
     Nodes inner = children.nodes;
     const Nodes deepest = children.get_children().nodes;
@@ -330,7 +175,7 @@ TEST(Resizing, HasTheResultOfDoingItOneNodeAfterAnother) {
         NodeVector ours = nestedNodes(sequence, count);
         const NodeVector plain = nestedNodes(sequence, count); // the same document again
         ours.set_number_of_children(sequence % 5);
-        resizePlainly(plain, sequence % 5);
+        fuzz::plainResize(plain.nodes, sequence % 5, plain.dom->document.GetAllocator());
         ASSERT_EQ(textOf(*ours.dom), textOf(*plain.dom)) << sequence;
         ASSERT_EQ(textsOf(ours.nodes), textsOf(plain.nodes)) << sequence;
     }
@@ -338,8 +183,8 @@ TEST(Resizing, HasTheResultOfDoingItOneNodeAfterAnother) {
 
 TEST(Resizing, CopesWithStaleNodesThatShareTheStorageOfLiveOnes) {
     const auto staleAndLive = [] {
-        NodeVector nodes = elementsOf(randomDocument(7, 20'000, 2));
-        const NodeVector root(nodes.dom, {&nodes.dom->document});
+        const NodeVector root = rootOf(randomDocument(7, 20'000, 2));
+        NodeVector nodes = root.get_children();
         NodeVector(root).set_number_of_children(40'000); // moves its elements
         const Nodes live = root.get_children().nodes;
         EXPECT_NE(live.front(), nodes.nodes.front());
@@ -350,7 +195,7 @@ TEST(Resizing, CopesWithStaleNodesThatShareTheStorageOfLiveOnes) {
         NodeVector ours = staleAndLive();
         const NodeVector plain = staleAndLive();
         ours.set_number_of_children(count);
-        resizePlainly(plain, count);
+        fuzz::plainResize(plain.nodes, count, plain.dom->document.GetAllocator());
         ASSERT_EQ(textOf(*ours.dom), textOf(*plain.dom)) << count;
     }
 }
