@@ -6,6 +6,7 @@
 /// finds them before all others.
 
 #include "support/operations.hpp"
+#include "support/random_json.hpp"
 
 #include "platform/file_io.hpp"
 
@@ -25,7 +26,7 @@
 
 namespace {
 
-enum class Fault { OneAllocation, AllFurtherAllocations, HostCall };
+enum class Fault { OneAllocation, AllFurtherAllocations, HostCall, AllFurtherHostCalls };
 
 struct HostFailed : std::exception {};
 
@@ -39,11 +40,12 @@ bool mallocToo = true;
 thread_local bool caller = false; // whether `malloc` counts: not in `operator new`
 
 bool failsNow(bool inHost) {
-    if (!armed || inHost != (fault == Fault::HostCall)) {
+    if (!armed || inHost != (fault >= Fault::HostCall)) {
         return false;
     }
     const long now = --left;
-    return now == 0 || (now < 0 && fault == Fault::AllFurtherAllocations);
+    const bool once = fault == Fault::OneAllocation || fault == Fault::HostCall;
+    return now == 0 || (now < 0 && !once);
 }
 
 void* take(std::size_t size) {
@@ -171,6 +173,8 @@ void String::set(std::size_t i, std::u16string text) {
 
 namespace {
 
+constexpr long never = std::numeric_limits<long>::max();
+
 class Failure : public testing::TestWithParam<Fault> {
 protected:
     void SetUp() override {
@@ -184,8 +188,6 @@ protected:
     void TearDown() override {
         test::beforeOperation = test::afterOperation = [] {};
     }
-
-    static constexpr long never = std::numeric_limits<long>::max();
 
     /// Runs an operation whose `n`-th allocation or call fails, and looks at what is left. It may
     /// cope: a text is written into less memory where there is not as much as would be best.
@@ -256,5 +258,27 @@ TEST_P(Failure, ReachesTheCallerAndLeavesThePromisedState) {
 INSTANTIATE_TEST_SUITE_P(Kinds, Failure,
                          testing::Values(Fault::OneAllocation, Fault::AllFurtherAllocations,
                                          Fault::HostCall));
+
+/// In a loop that several threads work on, some of which fail at the same time.
+TEST(HostFailure, ReachesTheCallerOnceAndChangesNothing) {
+    constexpr long count = 2000;
+    const auto dom = test::randomDocument(1, count, 1);
+    const auto nodes = test::tree::NodeVector(dom, {&dom->document}).get_children();
+    const std::string before = test::textOf(*dom);
+    fault = Fault::AllFurtherHostCalls;
+    for (const long failing : {1L, 2L, count / 2, count, never}) {
+        left = failing;
+        armed = true;
+        if (failing == never) {
+            EXPECT_NO_THROW((void)nodes.get_children_by_node_name("any"));
+            EXPECT_EQ(left, never - count - 1); // one for the mask
+        } else {
+            EXPECT_THROW((void)nodes.get_children_by_node_name("any"), HostFailed);
+        }
+        armed = false;
+        EXPECT_EQ(nodes.nodes.size(), static_cast<std::size_t>(count));
+        EXPECT_EQ(test::textOf(*dom), before);
+    }
+}
 
 } // namespace
