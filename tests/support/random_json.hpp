@@ -63,29 +63,15 @@ public:
 
     /// A number at, or near, a boundary of the number classes, or an ordinary one.
     rapidjson::Value number() {
-        static const std::array<std::uint64_t, 8> unsignedOnes = {0,
-                                                                  1,
-                                                                  9007199254740991,
-                                                                  9007199254740992,
-                                                                  9007199254740993,
-                                                                  9223372036854775807,
-                                                                  9223372036854775808U,
-                                                                  18446744073709551615U};
+        constexpr std::uint64_t two53 = 1UL << 53U; // from here on doubles have gaps
+        constexpr std::uint64_t two63 = 1UL << 63U;
+        constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
+        static const std::array<std::uint64_t, 8> unsignedOnes = {
+            0, 1, two53 - 1, two53, two53 + 1, two63 - 1, two63, ~0UL};
         static const std::array<std::int64_t, 6> signedOnes = {
-            -1,
-            -9007199254740991,
-            -9007199254740993,
-            std::numeric_limits<std::int64_t>::min(),
-            std::numeric_limits<std::int64_t>::min() + 1,
-            -4294967296};
-        static const std::array<double, 8> doubles = {-0.0,
-                                                      0.1,
-                                                      1e300,
-                                                      std::numeric_limits<double>::denorm_min(),
-                                                      9007199254740993.0,
-                                                      1e-7,
-                                                      -123.25,
-                                                      std::numeric_limits<double>::max()};
+            -1, 1 - (1L << 53U), -1 - (1L << 53U), least, least + 1, -(1L << 32U)};
+        static const std::array doubles = {
+            -0.0, 0.1, 1e300, 5e-324, 0x1p53, 1e-7, -123.25, std::numeric_limits<double>::max()};
         switch (below(4)) {
         case 0:
             return rapidjson::Value(unsignedOnes[below(unsignedOnes.size())]);
