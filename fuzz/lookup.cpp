@@ -2,14 +2,11 @@
 
 #include "lookups.hpp"
 
-#include <ostra/io/json/tree/level_reader.hpp>
-
 #include <stdexcept>
 
 namespace {
 
 using namespace fuzz;
-using tree::LevelReader;
 
 /// Whether the library takes a selector at all, which all operations must agree on.
 bool accepted(const NodeVector& nodes, const std::string& selector) {
@@ -37,27 +34,6 @@ bool parsedTokens(const std::string& selector, std::vector<std::string>& tokens)
         tokens.emplace_back(pointer.GetTokens()[t].name, pointer.GetTokens()[t].length);
     }
     return pointer.IsValid();
-}
-
-/// Checks where the cursor is, and that so many steps lead back to the top.
-void checkWay(LevelReader& reader, Value& root, Value& target, std::size_t steps) {
-    WriteOptions options;
-    options.allowNaNInf = true;
-    check(u8(reader.writeString(options)) == textOf(target), "where the cursor moved");
-    for (std::size_t i = 0; i < steps; ++i) {
-        reader.cdup();
-    }
-    check(u8(reader.writeString(options)) == textOf(root), "the cursor's way back");
-}
-
-void checkCursorNames(LevelReader& reader, Value& root, const std::string& name) {
-    std::vector<std::string> way;
-    Value* found = findKey(root, name, way);
-    check(reader.cdNodeName(name, true) == (found != nullptr), "cdNodeName, recursive");
-    checkWay(reader, root, found != nullptr ? *found : root, way.size());
-    Value* member = root.IsObject() ? follow(&root, {name}) : nullptr;
-    check(reader.cdNodeName(name, false) == (member != nullptr), "cdNodeName");
-    checkWay(reader, root, member != nullptr ? *member : root, member != nullptr ? 1 : 0);
 }
 
 } // namespace

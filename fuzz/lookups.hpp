@@ -1,16 +1,18 @@
 #pragma once
 
-/// The lookups of node vectors, compared with `search.hpp`, node after node.
+/// The lookups of node vectors and cursors, compared with `search.hpp`.
 
 #include "record.hpp"
 #include "search.hpp"
 
+#include <ostra/io/json/tree/level_reader.hpp>
 #include <ostra/io/json/tree/node_vector.hpp>
 
 #include <optional>
 
 namespace fuzz {
 
+using tree::LevelReader;
 using tree::NodeVector;
 
 /// Checks what a node vector finds by a selector, which has these tokens.
@@ -63,6 +65,28 @@ inline void checkNodeName(const NodeVector& nodes, const std::string& name) {
     check(vectorOf(mask) == missing, "mask of a node name");
     check(selector.has_value() == anySelector, "whether a node name has a selector");
     check(hits.nodes == found, "values found by node name");
+}
+
+/// Checks where the cursor is, and that so many steps lead back to the top.
+inline void checkWay(LevelReader& reader, Value& root, Value& target, std::size_t steps) {
+    WriteOptions options;
+    options.allowNaNInf = true;
+    check(u8(reader.writeString(options)) == textOf(target), "where the cursor moved");
+    for (std::size_t i = 0; i < steps; ++i) {
+        reader.cdup();
+    }
+    check(u8(reader.writeString(options)) == textOf(root), "the cursor's way back");
+}
+
+/// Checks what the cursor finds by a node name, and leaves it at the top.
+inline void checkCursorNames(LevelReader& reader, Value& root, const std::string& name) {
+    std::vector<std::string> way;
+    Value* found = findKey(root, name, way);
+    check(reader.cdNodeName(name, true) == (found != nullptr), "cdNodeName, recursive");
+    checkWay(reader, root, found != nullptr ? *found : root, way.size());
+    Value* member = root.IsObject() ? follow(&root, {name}) : nullptr;
+    check(reader.cdNodeName(name, false) == (member != nullptr), "cdNodeName");
+    checkWay(reader, root, member != nullptr ? *member : root, member != nullptr ? 1 : 0);
 }
 
 } // namespace fuzz

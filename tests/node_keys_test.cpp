@@ -18,9 +18,6 @@ using rapidjson::Value;
 using tree::NodeVector;
 using Names = std::vector<std::string>;
 
-const std::string bytes21 = "exactly 21 bytes long";
-const std::string bytes22 = "this one has 22 bytes ";
-
 Texts textsOf(const Names& names) {
     Texts texts;
     for (const std::string& name : names) {

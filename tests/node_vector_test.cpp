@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -83,13 +84,12 @@ TEST(Lookup, AgreesWithThePlainWalk) {
                                                 "/",
                                                 "/~0~1/a/1",
                                                 "/\u6771\u4eac",
-                                                "/this one has 22 bytes ",
-                                                "/exactly 21 bytes long",
+                                                "/" + bytes22,
+                                                "/" + bytes21,
                                                 "/a\0b"s,
                                                 "/-",
                                                 "/01"};
-    const std::vector<std::string> names = {"a", "nowhere", "~/",
-                                            "",  "a\0b"s,   "this one has 22 bytes "};
+    const std::vector<std::string> names = {"a", "nowhere", "~/", "", "a\0b"s, bytes22};
     for (const NodeVector& some : randomNodes()) {
         for (const std::string& selector : selectors) {
             std::vector<std::string> tokens;

@@ -14,6 +14,10 @@
 
 namespace test {
 
+/// As many bytes as a value holds inside itself, and one more.
+inline const std::string bytes21 = "exactly 21 bytes long";
+inline const std::string bytes22 = "this one has 22 bytes ";
+
 /// Makes random values; the same sequence value makes the same ones.
 class RandomJson {
 public:
@@ -96,15 +100,8 @@ public:
     }
 
     const std::string& key() {
-        static const std::array<std::string, 9> names = {"a",
-                                                         "b",
-                                                         "",
-                                                         "0",
-                                                         std::string("a\0b", 3),
-                                                         "~/",
-                                                         "\u6771\u4eac",
-                                                         "exactly 21 bytes long",
-                                                         "this one has 22 bytes "};
+        static const std::array<std::string, 9> names = {
+            "a", "b", "", "0", std::string("a\0b", 3), "~/", "\u6771\u4eac", bytes21, bytes22};
         return names[below(names.size())];
     }
 
