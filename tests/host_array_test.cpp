@@ -6,7 +6,6 @@
 
 #include <ostra/io/json/tree/level_reader.hpp>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -91,13 +91,9 @@ struct Shown {
     Shown(const tree::LevelReader& at) : text(textOf(at)) {}
     Shown(const std::unique_ptr<tree::LevelReader>& at) : Shown(*at) {}
     Shown(const tree::NodeVector& nodes) {
-        tree::DOM all;
-        auto& pool = all.document.GetAllocator();
-        all.document.SetArray();
         for (const rapidjson::Value* node : nodes.nodes) {
-            all.document.PushBack(rapidjson::Value(*node, pool), pool);
+            text += textOf(*node) + ' ';
         }
-        text = textOf(all);
     }
     template <class T>
     Shown(const std::vector<T>& values) {
