@@ -13,7 +13,6 @@ namespace {
 using namespace test;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using tree::LevelReader;
 using Types = std::vector<rapidjson::Type>;
 using Classes = std::vector<LevelReader::NumberType>;

@@ -36,6 +36,7 @@ struct BaseMsgID {
         }
     }
     BaseMsgID(BaseMsgID&&) noexcept = default;
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): a copy to swap with
     BaseMsgID& operator=(BaseMsgID other) noexcept {
         arguments.swap(other.arguments);
         catalog.swap(other.catalog);
