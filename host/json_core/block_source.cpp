@@ -23,7 +23,7 @@ BlockSource::BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t t
 
 std::span<char> BlockSource::take(std::size_t size) {
     const std::lock_guard lock(mutex_);
-    spare_.reserve(++taken_);
+    spare_.reserve(2 * ++taken_); // its rest and the part in front come back one by one
     const auto fitting = std::find_if(spare_.begin(), spare_.end(), [size](std::span<char> spare) {
         return spare.size() >= size;
     });

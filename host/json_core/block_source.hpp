@@ -35,7 +35,7 @@ private:
     rapidjson::Document::AllocatorType& pool_;
     const std::size_t blockSize_;
     std::mutex mutex_;
-    std::vector<std::span<char>> spare_; // has room for all that was ever taken
+    std::vector<std::span<char>> spare_; // has room for all that can come back
     std::size_t taken_ = 0;
 };
 
