@@ -1,5 +1,7 @@
 #include "element_search.hpp"
 
+#include "white_space.hpp"
+
 #include <limits>
 
 namespace ostra::io::json::core {
@@ -7,10 +9,6 @@ namespace ostra::io::json::core {
 namespace {
 
 constexpr auto npos = std::string_view::npos;
-
-bool isSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
-}
 
 /// @return the start of a string, or that of the part where it shows none; `npos` where that cannot
 ///         be told.
@@ -22,8 +20,10 @@ std::size_t findOutsideOfStrings(std::string_view part) {
     for (; quote != npos && quote + 1 < part.size(); quote = part.find('"', quote + 1)) {
         // Only space or one of these can follow the end of a string, so this is a start; behind a
         // backslash it could be neither.
-        constexpr std::string_view afterString = ",:]} \t\r\n";
-        if (afterString.find(part[quote + 1]) == npos && (quote == 0 || part[quote - 1] != '\\')) {
+        constexpr std::string_view afterString = ",:]}";
+        const char next = part[quote + 1];
+        if (!isSpace(next) && afterString.find(next) == npos &&
+            (quote == 0 || part[quote - 1] != '\\')) {
             return quote;
         }
     }

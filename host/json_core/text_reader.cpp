@@ -163,8 +163,7 @@ void TextReader::readKey() {
 void TextReader::skipComments() {
     while (atCharacter('/')) {
         skipComment();
-        at_ = std::find_if(at_, end_,
-                           [](char c) { return c != ' ' && c != '\n' && c != '\r' && c != '\t'; });
+        at_ = std::find_if_not(at_, end_, isSpace);
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include "platform/json_core.hpp"
 #include "value_builder.hpp"
+#include "white_space.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -103,7 +104,7 @@ private:
     bool atCharacter(char c) const { return at_ != end_ && *at_ == c; }
     bool atDigit() const { return at_ != end_ && *at_ >= '0' && *at_ <= '9'; }
     void skipSpace() {
-        while (at_ != end_ && (*at_ == ' ' || *at_ == '\n' || *at_ == '\r' || *at_ == '\t')) {
+        while (at_ != end_ && isSpace(*at_)) {
             ++at_;
         }
         if (atCharacter('/') && options_.allowComments) {
