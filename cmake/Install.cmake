@@ -25,7 +25,7 @@ install(DIRECTORY src/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tviojsont
         FILES_MATCHING PATTERN "*.hpp"
         # for the libraries' own use
         PATTERN "huge_pages.hpp" EXCLUDE PATTERN "parallel_loop.hpp" EXCLUDE
-        PATTERN "raw_value.hpp" EXCLUDE)
+        PATTERN "pool_memory.hpp" EXCLUDE PATTERN "raw_value.hpp" EXCLUDE)
 install(EXPORT tviojsontreeTargets NAMESPACE tviojsontree:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/tviojsontreeConfig.cmake.in tviojsontreeConfig.cmake
                               INSTALL_DESTINATION ${package_dir})

@@ -1,9 +1,8 @@
 #include "block_source.hpp"
 
-#include "platform/huge_pages.hpp"
+#include "platform/pool_memory.hpp"
 
 #include <algorithm>
-#include <new>
 
 namespace ostra::io::json::core {
 
@@ -33,12 +32,7 @@ std::span<char> BlockSource::take(std::size_t size) {
         return block;
     }
     const std::size_t blockSize = std::max(size, blockSize_);
-    auto* const block = static_cast<char*>(pool_.Malloc(blockSize));
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    platform::adviseHugePages(block, blockSize);
-    return {block, blockSize};
+    return {static_cast<char*>(platform::takeFromPool(pool_, blockSize)), blockSize};
 }
 
 void BlockSource::giveBack(std::span<char> unused) noexcept {

@@ -13,34 +13,23 @@
 
 namespace matrix {
 
-namespace {
-
-constexpr std::size_t hugePage = std::size_t{2} << 20U;
-
-} // namespace
-
 // calloc hands out fresh zero pages of the system untouched, so that a big column costs nothing
-// until it is filled. It then lies on huge pages from its first byte on: filling four megabytes of
-// fresh small ones takes a millisecond longer. The block comes last: nothing after it can throw and
+// until it is filled. It then lies on huge pages from end to end: filling four megabytes of fresh
+// small ones takes a millisecond longer. The block comes last: nothing after it can throw and
 // leak it.
 array_base::array_base(std::span<const unsigned long> dims, std::size_t element_size,
                        qxClassID class_id, qxComplexity complexity)
     : data_(nullptr), dims_(dims.begin(), dims.end()), size_(embedded_host::elementCount(dims)),
       class_id_(class_id), complexity_(complexity), block_(nullptr) {
-    if (size_ >
-        (std::size_t{std::numeric_limits<std::ptrdiff_t>::max()} - hugePage) / element_size) {
+    if (size_ > std::size_t{std::numeric_limits<std::ptrdiff_t>::max()} / element_size) {
         throw std::length_error("numeric array: more bytes than memory has addresses");
     }
     const std::size_t bytes = std::max<std::size_t>(size_ * element_size, 1);
-    std::size_t room = bytes < hugePage ? bytes : bytes + hugePage;
-    block_ = data_ = std::calloc(room, 1);
-    if (data_ == nullptr) {
+    block_ = std::calloc(platform::roomOnHugePages(bytes), 1);
+    if (block_ == nullptr) {
         throw std::bad_alloc();
     }
-    if (bytes >= hugePage) {
-        std::align(hugePage, bytes, data_, room);
-        platform::adviseHugePages(data_, bytes);
-    }
+    data_ = platform::placeOnHugePages(block_, bytes);
 }
 
 array_base::~array_base() {

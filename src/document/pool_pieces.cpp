@@ -1,18 +1,12 @@
 #include "document/pool_pieces.hpp"
 
-#include "platform/huge_pages.hpp"
+#include "platform/pool_memory.hpp"
 
-#include <cstdint>
-#include <new>
 #include <stdexcept>
 
 namespace ostra::io::json::tree {
 
 namespace {
-
-/// Room for the header that RapidJSON keeps at the start of a buffer: 24 bytes in release 1.1.0, up
-/// to 64 in later ones.
-constexpr std::size_t headerSize = 64;
 
 std::size_t addSizes(std::size_t a, std::size_t b) {
     std::size_t sum = 0;
@@ -25,24 +19,16 @@ std::size_t addSizes(std::size_t a, std::size_t b) {
 /// Bytes to take for a piece.
 std::size_t pieceSize(std::size_t payload) {
     constexpr std::size_t alignment = 8;
-    return payload == 0 ? 0 : addSizes(payload, headerSize + alignment - 1) & ~(alignment - 1);
+    return payload == 0
+               ? 0
+               : addSizes(payload, platform::poolHeaderSize + alignment - 1) & ~(alignment - 1);
 }
 
 char* takeBlock(Pool& pool, std::size_t size) {
-    return static_cast<char*>(takeFromPool(pool, size));
+    return static_cast<char*>(platform::takeFromPool(pool, size));
 }
 
 } // namespace
-
-void* takeFromPool(Pool& pool, std::size_t size) {
-    // The pool adds its own header to what is asked for, unchecked.
-    void* const block = size <= PTRDIFF_MAX - headerSize ? pool.Malloc(size) : nullptr;
-    if (block == nullptr && size != 0) {
-        throw std::bad_alloc();
-    }
-    platform::adviseHugePages(block, size);
-    return block;
-}
 
 PoolPieces::PoolPieces(Pool& pool, const std::vector<std::size_t>& payloads) {
     // From here on it is one block: the kernel can refuse at once what it could not back, where one

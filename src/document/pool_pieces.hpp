@@ -11,10 +11,6 @@ namespace ostra::io::json::tree {
 
 using Pool = rapidjson::Document::AllocatorType;
 
-/// Memory from a document's pool, on huge pages where it is large; null for 0 bytes.
-/// @throws std::bad_alloc  where the pool cannot give it.
-void* takeFromPool(Pool& pool, std::size_t size);
-
 /// Pieces of memory taken from a document's pool, each of which one thread at a time may fill.
 ///
 /// The pool is not safe for several threads, and a lock per allocation costs more than the

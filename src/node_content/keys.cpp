@@ -4,6 +4,7 @@
 #include "node_content/visit_nodes.hpp"
 #include "node_vector/distinct_nodes.hpp"
 #include "platform/parallel_loop.hpp"
+#include "platform/pool_memory.hpp"
 #include "platform/text_conversion.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
@@ -59,7 +60,7 @@ char* takeBlocks(Pool& pool, std::size_t count, std::size_t size) {
     if (__builtin_mul_overflow(count, size, &bytes)) {
         throw std::length_error("more members than memory can hold");
     }
-    return static_cast<char*>(takeFromPool(pool, bytes));
+    return static_cast<char*>(platform::takeFromPool(pool, bytes));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "node_content/text.hpp"
 
-#include "document/pool_pieces.hpp"
+#include "platform/pool_memory.hpp"
 #include "platform/raw_value.hpp"
 #include "platform/text_conversion.hpp"
 
@@ -18,7 +18,7 @@ rapidjson::Value makeStringValue(const std::u16string& text, rapidjson::Document
         return {utf8.data(), utf8.size(), document.GetAllocator()};
     }
     // Not RapidJSON's own copy: it writes through null where the pool has no memory.
-    void* const bytes = takeFromPool(document.GetAllocator(), utf8.size() + 1);
+    void* const bytes = platform::takeFromPool(document.GetAllocator(), utf8.size() + 1);
     std::memcpy(bytes, utf8.c_str(), utf8.size() + 1);
     rapidjson::Value value;
     platform::RawValue::setString(value, static_cast<const char*>(bytes), utf8.size());

@@ -10,21 +10,48 @@
 
 namespace platform {
 
+inline constexpr std::size_t hugePage = std::size_t{2} << 20U;
+
+/// Smaller blocks are left alone: the last of their huge pages would stay mostly unused.
+inline constexpr std::size_t worthHugePages = std::size_t{3} << 20U;
+
 /// Asks the kernel to back a large, not yet touched block with huge pages.
 ///
 /// A fault on a fresh 4 KiB page costs about as much as parsing 1 KiB of JSON: filling 300 MB of
 /// values took 152 ms with small pages and 62 ms with huge ones. Advice only: nothing depends on
 /// its being taken, and small blocks are left alone.
 inline void adviseHugePages(void* block, std::size_t size) {
-    constexpr std::size_t worthwhile = std::size_t{3} << 20U;
     constexpr std::size_t pageSize = 4096;
-    if (size < worthwhile) {
+    if (size < worthHugePages) {
         return;
     }
     const std::size_t intoPage = reinterpret_cast<std::uintptr_t>(block) % pageSize;
     const std::size_t toNextPage = (pageSize - intoPage) % pageSize;
     ::madvise(static_cast<char*>(block) + toNextPage, (size - toNextPage) / pageSize * pageSize,
               MADV_HUGEPAGE);
+}
+
+/// How much to allocate so that a block can begin and end with a huge page; `size` for a small one.
+///
+/// What an allocator maps anew begins anywhere, and the kernel fills the parts in front of the
+/// first and behind the last whole huge page with small ones: of blocks of 16 MiB one page in
+/// eight, a third of all page faults of reading 100 MB. What lies outside the block is address
+/// space only, since nobody touches it.
+///
+/// @param size  at most PTRDIFF_MAX.
+constexpr std::size_t roomOnHugePages(std::size_t size) {
+    return size < worthHugePages ? size : (size + hugePage - 1) / hugePage * hugePage + hugePage;
+}
+
+/// Where in such an allocation, fresh or not, the block lies; asks for its huge pages.
+inline void* placeOnHugePages(void* allocation, std::size_t size) {
+    if (size < worthHugePages) {
+        return allocation;
+    }
+    const std::size_t intoPage = reinterpret_cast<std::uintptr_t>(allocation) % hugePage;
+    char* const block = static_cast<char*>(allocation) + (hugePage - intoPage) % hugePage;
+    adviseHugePages(block, roomOnHugePages(size) - hugePage);
+    return block;
 }
 
 /// Reserves room in a vector, on huge pages where it is large.
