@@ -7,7 +7,10 @@
 #include "utf8.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
+#include <memory>
+#include <mutex>
 #include <vector>
 
 namespace ostra::io::json::core {
@@ -38,7 +41,7 @@ public:
         : sourceName_(sourceName), text_(text), options_(options), blocks_(pool, text.size()),
           values_(blocks_), reader_(sourceName, text, options, values_) {
         for (const std::size_t beginning : chunkBeginnings(text, chunkSize)) {
-            chunks_.emplace_back(blocks_, beginning);
+            chunks_.emplace_back(beginning);
         }
     }
 
@@ -47,14 +50,15 @@ public:
     rapidjson::Value& read() {
         reader_.start();
         if (chunks_.empty()) {
-            readStretch(0);
+            readStart();
         } else {
             platform::parallelLoop(chunks_.size() + 1, [this](std::size_t begin, std::size_t end) {
-                for (std::size_t i = begin; i < end; ++i) {
-                    readStretch(i);
+                for (; begin < end; ++begin) {
+                    readNextStretch();
+                    goOn();
                 }
             });
-            goThroughChunks();
+            goOn();
         }
         if (due_) {
             due_ = reader_.readTo(std::string_view::npos);
@@ -76,50 +80,92 @@ public:
 
 private:
     struct Chunk {
-        Chunk(BlockSource& blocks, std::size_t beginning) : begin(beginning), values(blocks) {}
+        explicit Chunk(std::size_t beginning) : begin(beginning) {}
 
         std::size_t begin; // position of the first element in the text
-        ValueBuilder values;
+        std::unique_ptr<ValueBuilder> values;
         Elements elements; // what was read, with positions from `begin`
+        std::atomic<bool> isRead = false;
     };
 
     std::size_t beginOfChunk(std::size_t k) const {
         return k < chunks_.size() ? chunks_[k].begin : text_.size();
     }
 
-    /// Reads what lies in front of chunk `k`: the start of the text, or the chunk before.
-    void readStretch(std::size_t k) {
-        const std::size_t limit = beginOfChunk(k);
-        if (k == 0) {
-            requireUtf8(0, limit);
-            due_ = reader_.readTo(limit);
-            return;
+    /// Stretches are handed out in the order of the text, whatever sub-ranges the loop is cut into:
+    /// so what was read ahead does not wait for long, and the memory it waits in serves again.
+    void readNextStretch() {
+        const std::size_t stretch = nextStretch_++;
+        if (stretch == 0) {
+            readStart();
+        } else {
+            readAhead(stretch - 1);
         }
-        Chunk& chunk = chunks_[k - 1];
-        requireUtf8(chunk.begin, limit);
-        TextReader ahead(sourceName_, text_.substr(chunk.begin), options_, chunk.values);
-        chunk.elements = ahead.readElements(limit - chunk.begin);
-        chunk.values.releaseRest();
     }
 
-    /// Goes on to the last chunk, taking over what fits.
-    void goThroughChunks() {
-        std::size_t readAhead = 0;
-        for (const Chunk& chunk : chunks_) {
-            readAhead += chunk.elements.count;
+    /// Reads what lies in front of the first chunk.
+    void readStart() {
+        const std::size_t limit = beginOfChunk(0);
+        requireUtf8(0, limit);
+        due_ = reader_.readTo(limit);
+        nextChunk_ = 0;
+    }
+
+    void readAhead(std::size_t k) {
+        Chunk& chunk = chunks_[k];
+        const std::size_t limit = beginOfChunk(k + 1);
+        requireUtf8(chunk.begin, limit);
+        chunk.values = takeBuilder();
+        TextReader ahead(sourceName_, text_.substr(chunk.begin), options_, *chunk.values);
+        chunk.elements = ahead.readElements(limit - chunk.begin);
+        chunk.values->releaseRest();
+        chunk.isRead = true;
+    }
+
+    /// Lets the reader go on through the chunks that have been read, unless another thread does.
+    void goOn() {
+        std::size_t k = nextChunk_.exchange(busy);
+        if (k == busy) {
+            return;
         }
-        values_.reserve(readAhead);
-        for (Chunk& chunk : chunks_) {
-            if (due_ && reader_.position() < chunk.begin) {
-                due_ = reader_.readTo(chunk.begin);
-            }
-            if (due_ && chunk.elements.count != 0 && reader_.elementDueAt(chunk.begin)) {
-                due_ = reader_.adopt({chunk.elements.count, chunk.begin + chunk.elements.end},
-                                     chunk.values);
-            } else {
-                chunk.values.discard();
-            }
+        for (; k < chunks_.size() && chunks_[k].isRead; ++k) {
+            goThrough(chunks_[k]); // where this throws, the reader stays busy: nobody goes on
         }
+        nextChunk_ = k;
+    }
+
+    /// Goes on to the end of a chunk, taking it over if it fits.
+    void goThrough(Chunk& chunk) {
+        const Elements& elements = chunk.elements;
+        if (due_ && reader_.position() < chunk.begin) {
+            due_ = reader_.readTo(chunk.begin);
+        }
+        if (due_ && elements.count != 0 && reader_.elementDueAt(chunk.begin)) {
+            // As a rule most of a long text is one array, whose elements are much the same.
+            const double perByte =
+                static_cast<double>(elements.count) / static_cast<double>(elements.end);
+            const auto rest = static_cast<double>(text_.size() - chunk.begin);
+            values_.expect(elements.count, static_cast<std::size_t>(1.02 * perByte * rest));
+            due_ = reader_.adopt({elements.count, chunk.begin + elements.end}, *chunk.values);
+        } else {
+            chunk.values->discard();
+        }
+        giveBuilderBack(std::move(chunk.values));
+    }
+
+    std::unique_ptr<ValueBuilder> takeBuilder() {
+        const std::lock_guard lock(spareMutex_);
+        if (spare_.empty()) {
+            return std::make_unique<ValueBuilder>(blocks_);
+        }
+        std::unique_ptr<ValueBuilder> builder = std::move(spare_.back());
+        spare_.pop_back();
+        return builder;
+    }
+
+    void giveBuilderBack(std::unique_ptr<ValueBuilder> builder) {
+        const std::lock_guard lock(spareMutex_);
+        spare_.push_back(std::move(builder));
     }
 
     const std::u16string& sourceName_;
@@ -130,6 +176,15 @@ private:
     TextReader reader_; // goes through the whole text
     bool due_ = true;   // whether it stands before a value
     std::deque<Chunk> chunks_;
+    std::atomic<std::size_t> nextStretch_ = 0; // the start of the text, then the chunks
+
+    // Whoever takes the number of the chunk that the reader comes to next, and leaves `busy`, has
+    // the reader for itself.
+    static constexpr std::size_t busy = std::string_view::npos;
+    std::atomic<std::size_t> nextChunk_ = busy;
+
+    std::mutex spareMutex_;
+    std::vector<std::unique_ptr<ValueBuilder>> spare_; // as new, but with room for waiting values
 };
 
 } // namespace

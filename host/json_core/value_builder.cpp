@@ -12,20 +12,23 @@ ValueBuilder::~ValueBuilder() {
     std::free(stack_);
 }
 
-void ValueBuilder::reserve(std::size_t count) {
-    if (count > static_cast<std::size_t>(limit_ - top_)) {
-        growStack(count);
-        platform::adviseHugePages(top_, count * sizeof(rapidjson::Value));
+void ValueBuilder::expect(std::size_t count, std::size_t likely) noexcept {
+    if (count > static_cast<std::size_t>(limit_ - top_) &&
+        resizeStack(static_cast<std::size_t>(top_ - stack_) + std::max(count, likely))) {
+        platform::adviseHugePages(top_, static_cast<std::size_t>(limit_ - top_) * sizeof *top_);
     }
 }
 
 void ValueBuilder::append(ValueBuilder& other, std::size_t count) {
-    reserve(count);
+    if (count > static_cast<std::size_t>(limit_ - top_)) {
+        growStack(count);
+    }
     std::memcpy(static_cast<void*>(top_), static_cast<const void*>(other.stack_),
                 count * sizeof(rapidjson::Value));
     top_ += count;
-    std::free(other.stack_); // not at the end: of ten million numbers there would be three copies
-    other.stack_ = other.top_ = other.limit_ = nullptr;
+    other.releaseRest();
+    other.used_.clear(); // belongs to the values
+    other.top_ = other.stack_;
 }
 
 void ValueBuilder::releaseRest() noexcept {
@@ -56,14 +59,21 @@ void ValueBuilder::setLongString(rapidjson::Value& value, std::string_view text)
 void ValueBuilder::growStack(std::size_t more) {
     constexpr std::size_t firstCapacity = 256;
     const auto used = static_cast<std::size_t>(top_ - stack_);
-    const std::size_t capacity = std::max({firstCapacity, 2 * used, used + more});
+    if (!resizeStack(std::max({firstCapacity, 2 * used, used + more}))) {
+        throw std::bad_alloc();
+    }
+}
+
+bool ValueBuilder::resizeStack(std::size_t capacity) noexcept {
+    const auto used = static_cast<std::size_t>(top_ - stack_);
     void* stack = std::realloc(static_cast<void*>(stack_), capacity * sizeof(rapidjson::Value));
     if (stack == nullptr) {
-        throw std::bad_alloc();
+        return false;
     }
     stack_ = static_cast<rapidjson::Value*>(stack);
     top_ = stack_ + used;
     limit_ = stack_ + capacity;
+    return true;
 }
 
 void ValueBuilder::addBlock(std::size_t size) {

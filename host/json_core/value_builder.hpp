@@ -78,17 +78,18 @@ public:
     /// The finished root value; the builder is used up.
     rapidjson::Value& root() { return stack_[0]; }
 
-    /// Makes room for `count` more values that wait: one step where many small ones would copy.
-    void reserve(std::size_t count);
+    /// Where there is no room for `count` more values to wait, makes room for `likely` of them in
+    /// one step, if memory has it.
+    void expect(std::size_t count, std::size_t likely) noexcept;
 
-    /// Takes over the first `count` values of another builder, as if they had been made here; the
-    /// other one is used up.
+    /// Takes over the first `count` values of another builder, as if they had been made here. The
+    /// other one is as new then.
     void append(ValueBuilder& other, std::size_t count);
 
     /// Leaves the rest of its storage to other builders.
     void releaseRest() noexcept;
 
-    /// Leaves all of its storage to other builders; what was built is gone.
+    /// Leaves all of its storage to other builders. This one is as new then.
     void discard() noexcept;
 
 private:
@@ -147,6 +148,7 @@ private:
 
     [[gnu::noinline]] void setLongString(rapidjson::Value& value, std::string_view text);
     [[gnu::noinline]] void growStack(std::size_t more);
+    bool resizeStack(std::size_t capacity) noexcept;
     [[gnu::noinline]] void addBlock(std::size_t size);
 
     BlockSource& blocks_;
