@@ -93,191 +93,190 @@ inline __attribute__((always_inline)) const char* findSpecial(const char* from, 
 
 } // namespace
 
-void TextReader::readString() {
-    const char* const stringBegin = at_++;
-    const char* run = at_;
-    at_ = findSpecial(at_, end_);
-    if (atCharacter('"')) { // most strings have no escape: no detour through the scratch text
-        builder_.string({run, static_cast<std::size_t>(at_ - run)},
-                        static_cast<std::size_t>(end_ - run));
-        ++at_;
-        return;
+const char* TextReader::readString(const char* at) {
+    const char* const begin = at++;
+    const char* const special = findSpecial(at, end_);
+    if (!isAt(special, '"')) { // most strings have no escape: no detour through the scratch text
+        return readEscapedString(begin, special);
     }
-    scratch_.clear();
-    for (;;) {
-        scratch_.append(run, at_);
-        if (atEnd()) {
-            failUnterminated(stringBegin);
-        }
-        if (*at_ == '"') {
-            break;
-        }
-        if (*at_ != '\\') {
-            fail(at_, "unescaped control character U+" +
-                          hexadecimal(static_cast<unsigned char>(*at_), 4) + " in a string");
-        }
-        readEscape(stringBegin);
-        run = at_;
-        at_ = findSpecial(at_, end_);
-    }
-    builder_.string(scratch_, scratch_.size());
-    ++at_;
+    builder_.string({at, static_cast<std::size_t>(special - at)},
+                    static_cast<std::size_t>(end_ - at));
+    return special + 1;
 }
 
-void TextReader::readEscape(const char* stringBegin) {
-    const char* const escape = at_++;
-    if (atEnd()) {
+/// Reads a string whose first special character, which does not end it, is at `at`.
+const char* TextReader::readEscapedString(const char* begin, const char* at) {
+    scratch_.assign(begin + 1, at);
+    while (!isAt(at, '"')) {
+        if (at == end_) {
+            failUnterminated(begin);
+        }
+        if (*at != '\\') {
+            fail(at, "unescaped control character U+" +
+                         hexadecimal(static_cast<unsigned char>(*at), 4) + " in a string");
+        }
+        const char* const run = readEscape(at, begin);
+        at = findSpecial(run, end_);
+        scratch_.append(run, at);
+    }
+    builder_.string(scratch_, scratch_.size());
+    return at + 1;
+}
+
+const char* TextReader::readEscape(const char* at, const char* stringBegin) {
+    const char* const escape = at++;
+    if (at == end_) {
         failUnterminated(stringBegin);
     }
-    if (*at_ != 'u') {
-        const char character = simpleEscape(*at_);
+    if (*at != 'u') {
+        const char character = simpleEscape(*at);
         if (character == 0) {
             fail(escape, "unknown escape in a string");
         }
         scratch_ += character;
-        ++at_;
-        return;
+        return at + 1;
     }
-    ++at_;
-    char32_t codePoint = readHexUnit(stringBegin);
-    if (codePoint >= 0xD800 && codePoint < 0xDC00 && atCharacter('\\')) {
-        const char* const second = at_++;
-        if (atEnd()) {
+    char32_t codePoint = 0;
+    at = readHexUnit(at + 1, stringBegin, codePoint);
+    if (codePoint >= 0xD800 && codePoint < 0xDC00 && isAt(at, '\\')) {
+        if (at + 1 == end_) {
             failUnterminated(stringBegin);
         }
         char32_t low = 0;
-        if (*at_ == 'u') {
-            ++at_;
-            low = readHexUnit(stringBegin);
-        }
+        const char* const second = at[1] == 'u' ? readHexUnit(at + 2, stringBegin, low) : at;
         if (low >= 0xDC00 && low < 0xE000) {
             codePoint = 0x10000 + ((codePoint - 0xD800) << 10U) + (low - 0xDC00);
-        } else {
-            at_ = second;
+            at = second;
         }
     }
     if (codePoint >= 0xD800 && codePoint < 0xE000) {
         fail(escape, std::string(escape, 6) + " is one half of a surrogate pair");
     }
     appendUtf8(scratch_, codePoint);
+    return at;
 }
 
 /// Reads the four hexadecimal digits after `\u`.
-char32_t TextReader::readHexUnit(const char* stringBegin) {
-    char32_t unit = 0;
-    for (int i = 0; i < 4; ++i, ++at_) {
-        if (atEnd()) {
+const char* TextReader::readHexUnit(const char* at, const char* stringBegin, char32_t& unit) const {
+    unit = 0;
+    for (int i = 0; i < 4; ++i, ++at) {
+        if (at == end_) {
             failUnterminated(stringBegin);
         }
-        const char c = *at_;
+        const char c = *at;
         if (c >= '0' && c <= '9') {
             unit = unit * 16 + static_cast<char32_t>(c - '0');
         } else if ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F')) {
             unit = unit * 16 + static_cast<char32_t>((c & ~0x20) - 'A' + 10);
         } else {
-            fail(at_, "expected four hexadecimal digits after \\u");
+            fail(at, "expected four hexadecimal digits after \\u");
         }
     }
-    return unit;
+    return at;
 }
 
 /// Integers of up to 64 bits stay integers; `-0` is the integer 0, as RapidJSON has it.
-void TextReader::readNumber() {
-    const char* const number = at_;
-    const bool negative = *at_ == '-';
-    at_ += negative ? 1 : 0;
-    const char* const digits = at_;
+const char* TextReader::readNumber(const char* at) {
+    const char* const number = at;
+    const bool negative = *at == '-';
+    at += negative ? 1 : 0;
+    const char* const digits = at;
     std::uint64_t magnitude = 0;
-    const std::string_view integer(digits, addDigits(magnitude));
+    at = addDigits(at, magnitude);
+    const std::string_view integer(digits, static_cast<std::size_t>(at - digits));
     if (integer.empty()) {
-        const char* const wordEnd = std::find_if_not(at_, end_, isWordCharacter);
-        if (!readNonFiniteWord({number, static_cast<std::size_t>(wordEnd - number)})) {
-            failExpected("a digit after '-'");
+        at = endOfWord(at);
+        if (!readNonFiniteWord({number, static_cast<std::size_t>(at - number)})) {
+            failExpected(digits, "a digit after '-'");
         }
-        return;
+        return at;
     }
     if (integer.size() > 1 && integer.front() == '0') {
         fail(number, "number with a leading zero");
     }
     const bool fits = fitsUint64(integer) && (!negative || magnitude <= std::uint64_t{1} << 63U);
-    if (!fits || atCharacter('.') || atCharacter('e') || atCharacter('E')) {
-        readFraction(number, magnitude);
-    } else if (negative) {
+    if (!fits || isAt(at, '.') || isAt(at, 'e') || isAt(at, 'E')) {
+        return readFraction(at, number, magnitude);
+    }
+    if (negative) {
         builder_.integer(static_cast<std::int64_t>(0 - magnitude));
     } else {
         builder_.integer(magnitude);
     }
+    return at;
 }
 
 /// After the integer digits of a number that is no 64-bit integer: reads the rest of it.
-void TextReader::readFraction(const char* number, std::uint64_t magnitude) {
+const char* TextReader::readFraction(const char* at, const char* number, std::uint64_t magnitude) {
     int exponent = 0;
-    if (atCharacter('.')) {
-        ++at_;
-        const std::size_t digits = addDigits(magnitude);
-        if (digits == 0) {
-            failExpected("a digit after the decimal point");
+    if (isAt(at, '.')) {
+        const char* const digits = ++at;
+        at = addDigits(at, magnitude);
+        if (at == digits) {
+            failExpected(at, "a digit after the decimal point");
         }
-        exponent = -static_cast<int>(std::min<std::size_t>(digits, unusualExponent));
+        exponent = -static_cast<int>(std::min<std::ptrdiff_t>(at - digits, unusualExponent));
     }
-    const char* const mantissaEnd = at_;
-    if (atCharacter('e') || atCharacter('E')) {
-        exponent += readExponent();
+    const char* const mantissaEnd = at;
+    if (isAt(at, 'e') || isAt(at, 'E')) {
+        at = addExponent(at, exponent);
     }
     const bool negative = *number == '-';
     if (mantissaEnd - number <= longestExact) {
         if (const auto value = exactDouble(magnitude, exponent)) {
             builder_.real(negative ? -*value : *value);
-            return;
+            return at;
         }
     }
-    const auto value = nearestDouble({number, static_cast<std::size_t>(at_ - number)});
+    const auto value = nearestDouble({number, static_cast<std::size_t>(at - number)});
     if (!value) {
         fail(number, "number beyond the range of a double");
     }
     builder_.real(*value);
+    return at;
 }
 
 /// Appends the decimal digits that stand here to a number, which wraps when it becomes too long.
-/// @return how many there are.
-std::size_t TextReader::addDigits(std::uint64_t& magnitude) {
-    const char* const begin = at_;
-    for (; atDigit(); ++at_) {
-        magnitude = magnitude * 10 + static_cast<std::uint64_t>(*at_ - '0');
+const char* TextReader::addDigits(const char* at, std::uint64_t& magnitude) const {
+    for (; isDigitAt(at); ++at) {
+        magnitude = magnitude * 10 + static_cast<std::uint64_t>(*at - '0');
     }
-    return static_cast<std::size_t>(at_ - begin);
+    return at;
 }
 
-/// @return the exponent that stands here, cut off where it is unusually large.
-int TextReader::readExponent() {
-    ++at_;
-    const bool negative = atCharacter('-');
-    if (negative || atCharacter('+')) {
-        ++at_;
+/// Adds the exponent that stands here, cut off where it is unusually large.
+const char* TextReader::addExponent(const char* at, int& exponent) const {
+    ++at;
+    const bool negative = isAt(at, '-');
+    if (negative || isAt(at, '+')) {
+        ++at;
     }
-    if (!atDigit()) {
-        failExpected("a digit in the exponent");
+    if (!isDigitAt(at)) {
+        failExpected(at, "a digit in the exponent");
     }
-    int exponent = 0;
-    for (; atDigit(); ++at_) {
-        exponent = std::min(exponent * 10 + (*at_ - '0'), unusualExponent);
+    int written = 0;
+    for (; isDigitAt(at); ++at) {
+        written = std::min(written * 10 + (*at - '0'), unusualExponent);
     }
-    return negative ? -exponent : exponent;
+    exponent += negative ? -written : written;
+    return at;
 }
 
-void TextReader::readWord() {
-    const char* const wordEnd = std::find_if_not(at_, end_, isWordCharacter);
-    const std::string_view word(at_, static_cast<std::size_t>(wordEnd - at_));
+const char* TextReader::endOfWord(const char* at) const {
+    return std::find_if_not(at, end_, isWordCharacter);
+}
+
+const char* TextReader::readWord(const char* at) {
+    const char* const wordEnd = endOfWord(at);
+    const std::string_view word(at, static_cast<std::size_t>(wordEnd - at));
     if (word == "true" || word == "false") {
         builder_.boolean(word == "true");
-        at_ = wordEnd;
     } else if (word == "null") {
         builder_.null();
-        at_ = wordEnd;
     } else if (!readNonFiniteWord(word)) {
         if (word.empty()) {
             const bool first = !levels_.empty() && levels_.back().count == 0;
-            failExpected(first && !levels_.back().isObject ? "a value or ']'" : "a value");
+            failExpected(at, first && !levels_.back().isObject ? "a value or ']'" : "a value");
         }
         for (const std::string_view literal : {"true", "false", "null"}) {
             if (wordEnd == end_ && literal.starts_with(word)) {
@@ -285,12 +284,13 @@ void TextReader::readWord() {
             }
         }
         constexpr std::size_t longestQuoted = 40;
-        fail(at_, "unknown word '" + std::string(word.substr(0, longestQuoted)) +
-                      (word.size() > longestQuoted ? "...'" : "'"));
+        fail(at, "unknown word '" + std::string(word.substr(0, longestQuoted)) +
+                     (word.size() > longestQuoted ? "...'" : "'"));
     }
+    return wordEnd;
 }
 
-/// @return whether `word`, which starts the rest of the text unread but for a sign, was one.
+/// @return whether `word`, with its sign, was one.
 bool TextReader::readNonFiniteWord(std::string_view word) {
     const bool negative = word.starts_with('-');
     const std::string_view name = word.substr(negative ? 1 : 0);
@@ -304,7 +304,6 @@ bool TextReader::readNonFiniteWord(std::string_view word) {
     const double value =
         isNaN ? std::numeric_limits<double>::quiet_NaN() : std::numeric_limits<double>::infinity();
     builder_.real(negative ? -value : value);
-    at_ = word.data() + word.size();
     return true;
 }
 

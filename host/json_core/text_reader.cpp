@@ -27,30 +27,29 @@ TextReader::TextReader(const std::u16string& sourceName, std::string_view text,
       end_(text.data() + text.size()), at_(begin_) {}
 
 void TextReader::start() {
-    at_ += byteOrderMarkSize({begin_, static_cast<std::size_t>(end_ - begin_)});
-    skipSpace();
+    at_ = skipSpace(at_ + byteOrderMarkSize({begin_, static_cast<std::size_t>(end_ - begin_)}));
 }
 
 bool TextReader::readTo(std::size_t limit) {
-    bool due = true;
+    const char* at = at_;
     do {
-        readValue();
-        due = moveToNextValue();
-    } while (due && position() < limit);
-    return due;
+        at = goToNextValue(readValue(at));
+    } while (!levels_.empty() && static_cast<std::size_t>(at - begin_) < limit);
+    at_ = at;
+    return !levels_.empty();
 }
 
 bool TextReader::adopt(const Elements& elements, ValueBuilder& values) {
     builder_.append(values, elements.count);
     levels_.back().count += elements.count - 1; // the last one is counted like one read here
-    at_ = begin_ + elements.end;
-    return moveToNextValue();
+    at_ = goToNextValue(begin_ + elements.end);
+    return !levels_.empty();
 }
 
 void TextReader::finish() {
-    skipSpace();
-    if (!atEnd()) {
-        failExpected("the end of the text");
+    at_ = skipSpace(at_);
+    if (at_ != end_) {
+        failExpected(at_, "the end of the text");
     }
 }
 
@@ -60,12 +59,11 @@ Elements TextReader::readElements(std::size_t limit) noexcept {
         while (position() < limit && !readTo(limit)) {
             ++elements.count;
             elements.end = position();
-            skipSpace();
-            if (!atCharacter(',')) {
+            at_ = skipSpace(at_);
+            if (!isAt(at_, ',')) {
                 break;
             }
-            ++at_;
-            skipSpace();
+            at_ = skipSpace(at_ + 1);
         }
     } catch (const std::exception&) { // see the contract
     }
@@ -73,131 +71,120 @@ Elements TextReader::readElements(std::size_t limit) noexcept {
 }
 
 /// Reads a scalar or an empty container, going down into containers to find it.
-void TextReader::readValue() {
-    while (atCharacter('[') || atCharacter('{')) {
-        const bool isObject = *at_ == '{';
-        openLevel(isObject);
-        if (atCharacter(isObject ? '}' : ']')) {
-            closeLevel();
-            return;
+const char* TextReader::readValue(const char* at) {
+    while (isAt(at, '[') || isAt(at, '{')) {
+        const bool isObject = *at == '{';
+        at = openLevel(at);
+        if (isAt(at, isObject ? '}' : ']')) {
+            return closeLevel(at);
         }
         if (isObject) {
-            readKey();
+            at = readKey(at);
         }
     }
-    if (atCharacter('"')) {
-        readString();
-    } else if (atCharacter('-') || atDigit()) {
-        readNumber();
-    } else {
-        readWord();
+    if (isAt(at, '"')) {
+        return readString(at);
     }
+    return isAt(at, '-') || isDigitAt(at) ? readNumber(at) : readWord(at);
 }
 
-/// After a value: closes what ends here.
-///
-/// @return whether another value follows, then with the text position before it.
-bool TextReader::moveToNextValue() {
+/// After a value: closes what ends here, and goes to the next value unless the outermost level has
+/// been closed.
+const char* TextReader::goToNextValue(const char* at) {
     while (!levels_.empty()) {
         Level& level = levels_.back();
         ++level.count;
-        skipSpace();
+        at = skipSpace(at);
         const char closing = level.isObject ? '}' : ']';
-        if (atCharacter(',')) {
-            const char* const comma = at_++;
-            skipSpace();
-            if (!atCharacter(closing)) {
-                if (level.isObject) {
-                    readKey();
-                }
-                return true;
+        if (isAt(at, ',')) {
+            const char* const comma = at;
+            at = skipSpace(at + 1);
+            if (!isAt(at, closing)) {
+                return level.isObject ? readKey(at) : at;
             }
             if (!options_.allowTrailingCommas) {
                 fail(comma, std::string("trailing comma before '") + closing + '\'');
             }
-        } else if (!atCharacter(closing)) {
-            failExpected(std::string("',' or '") + closing + '\'');
+        } else if (!isAt(at, closing)) {
+            failExpected(at, std::string("',' or '") + closing + '\'');
         }
-        closeLevel();
+        at = closeLevel(at);
     }
-    return false;
+    return at;
 }
 
-void TextReader::openLevel(bool isObject) {
+const char* TextReader::openLevel(const char* at) {
+    const bool isObject = *at == '{';
     if (isObject) {
         builder_.startObject();
     } else {
         builder_.startArray();
     }
     levels_.push_back({0, isObject});
-    ++at_;
-    skipSpace();
+    return skipSpace(at + 1);
 }
 
-void TextReader::closeLevel() {
+const char* TextReader::closeLevel(const char* at) {
     const Level level = levels_.back();
     levels_.pop_back();
-    ++at_;
     if (level.isObject) {
         builder_.endObject(level.count);
     } else {
         builder_.endArray(level.count);
     }
+    return at + 1;
 }
 
-void TextReader::readKey() {
-    if (!atCharacter('"')) {
-        failExpected(levels_.back().count == 0 ? "a key in double quotes or '}'"
-                                               : "a key in double quotes");
+const char* TextReader::readKey(const char* at) {
+    if (!isAt(at, '"')) {
+        failExpected(at, levels_.back().count == 0 ? "a key in double quotes or '}'"
+                                                   : "a key in double quotes");
     }
-    readString();
-    skipSpace();
-    if (!atCharacter(':')) {
-        failExpected("':'");
+    at = skipSpace(readString(at));
+    if (!isAt(at, ':')) {
+        failExpected(at, "':'");
     }
-    ++at_;
-    skipSpace();
+    return skipSpace(at + 1);
 }
 
 /// Skips comments and the white space between them.
-void TextReader::skipComments() {
-    while (atCharacter('/')) {
-        skipComment();
-        at_ = std::find_if_not(at_, end_, isSpace);
+const char* TextReader::skipComments(const char* at) const {
+    while (isAt(at, '/')) {
+        at = std::find_if_not(skipComment(at), end_, isSpace);
     }
+    return at;
 }
 
-void TextReader::skipComment() {
-    const char* const begin = at_++;
-    if (atCharacter('/')) {
-        at_ = std::find_if(at_, end_, [](char c) { return c == '\n' || c == '\r'; });
-        return;
+const char* TextReader::skipComment(const char* at) const {
+    const char* const begin = at++;
+    if (isAt(at, '/')) {
+        return std::find_if(at, end_, [](char c) { return c == '\n' || c == '\r'; });
     }
-    if (!atCharacter('*')) {
-        failExpected("'/' or '*' after '/'");
+    if (!isAt(at, '*')) {
+        failExpected(at, "'/' or '*' after '/'");
     }
-    const std::string_view rest(at_ + 1, static_cast<std::size_t>(end_ - at_ - 1));
+    const std::string_view rest(at + 1, static_cast<std::size_t>(end_ - at - 1));
     const std::size_t closing = rest.find("*/");
     if (closing == std::string_view::npos) {
         fail(begin, "unexpected end of text in the comment that starts here");
     }
-    at_ += closing + 3;
+    return at + closing + 3;
 }
 
-void TextReader::fail(const char* position, const std::string& reason) const {
+void TextReader::fail(const char* at, const std::string& reason) const {
     throwParseError(sourceName_, {begin_, static_cast<std::size_t>(end_ - begin_)},
-                    static_cast<std::size_t>(position - begin_), reason);
+                    static_cast<std::size_t>(at - begin_), reason);
 }
 
-void TextReader::failExpected(const std::string& what) const {
-    if (atEnd()) {
-        fail(at_, "unexpected end of text, expected " + what);
+void TextReader::failExpected(const char* at, const std::string& what) const {
+    if (at == end_) {
+        fail(at, "unexpected end of text, expected " + what);
     }
-    const std::string_view rest(at_, static_cast<std::size_t>(end_ - at_));
+    const std::string_view rest(at, static_cast<std::size_t>(end_ - at));
     if (!options_.allowComments && (rest.starts_with("//") || rest.starts_with("/*"))) {
-        fail(at_, "comments are not allowed");
+        fail(at, "comments are not allowed");
     }
-    fail(at_, "expected " + what + describeUnusual(rest));
+    fail(at, "expected " + what + describeUnusual(rest));
 }
 
 } // namespace ostra::io::json::core

@@ -79,42 +79,46 @@ private:
         bool isObject;
     };
 
+    // Reading hands the place in the text from one function to the next, so that it stays in a
+    // register: as a member it was stored and loaded again around every byte that is written, since
+    // a `char*` may point at it. Functions that take `at` read from there and return where they
+    // stopped.
+
     // text_reader.cpp: structure
-    void readValue();
-    bool moveToNextValue();
-    void openLevel(bool isObject);
-    void closeLevel();
-    void readKey();
-    [[gnu::noinline]] void skipComments();
-    void skipComment();
+    const char* readValue(const char* at);
+    const char* goToNextValue(const char* at);
+    const char* openLevel(const char* at);
+    const char* closeLevel(const char* at);
+    const char* readKey(const char* at);
+    [[gnu::noinline]] const char* skipComments(const char* at) const;
+    const char* skipComment(const char* at) const;
 
     // scalar_reader.cpp
-    void readString();
-    [[gnu::noinline]] void readEscape(const char* stringBegin);
-    char32_t readHexUnit(const char* stringBegin);
-    void readNumber();
-    void readFraction(const char* number, std::uint64_t magnitude);
-    std::size_t addDigits(std::uint64_t& magnitude);
-    int readExponent();
-    void readWord();
+    const char* readString(const char* at);
+    [[gnu::noinline]] const char* readEscapedString(const char* begin, const char* at);
+    const char* readEscape(const char* at, const char* stringBegin);
+    const char* readHexUnit(const char* at, const char* stringBegin, char32_t& unit) const;
+    const char* readNumber(const char* at);
+    const char* readFraction(const char* at, const char* number, std::uint64_t magnitude);
+    const char* addDigits(const char* at, std::uint64_t& magnitude) const;
+    const char* addExponent(const char* at, int& exponent) const;
+    const char* readWord(const char* at);
     [[gnu::noinline]] bool readNonFiniteWord(std::string_view word);
 
     // Characters
-    bool atEnd() const { return at_ == end_; }
-    bool atCharacter(char c) const { return at_ != end_ && *at_ == c; }
-    bool atDigit() const { return at_ != end_ && *at_ >= '0' && *at_ <= '9'; }
-    void skipSpace() {
-        while (at_ != end_ && isSpace(*at_)) {
-            ++at_;
+    bool isAt(const char* at, char c) const { return at != end_ && *at == c; }
+    bool isDigitAt(const char* at) const { return at != end_ && *at >= '0' && *at <= '9'; }
+    const char* skipSpace(const char* at) const {
+        while (at != end_ && isSpace(*at)) {
+            ++at;
         }
-        if (atCharacter('/') && options_.allowComments) {
-            skipComments();
-        }
+        return isAt(at, '/') && options_.allowComments ? skipComments(at) : at;
     }
+    const char* endOfWord(const char* at) const;
 
     // Errors
-    [[noreturn, gnu::noinline]] void fail(const char* position, const std::string& reason) const;
-    [[noreturn, gnu::noinline]] void failExpected(const std::string& what) const;
+    [[noreturn, gnu::noinline]] void fail(const char* at, const std::string& reason) const;
+    [[noreturn, gnu::noinline]] void failExpected(const char* at, const std::string& what) const;
     [[noreturn, gnu::noinline]] void failUnterminated(const char* stringBegin) const;
 
     const std::u16string& sourceName_;
@@ -122,7 +126,7 @@ private:
     ValueBuilder& builder_;
     const char* const begin_;
     const char* const end_;
-    const char* at_; // the next byte to read
+    const char* at_; // the next byte to read, between the public operations
     std::vector<Level> levels_;
     std::string scratch_; // a string with its escapes resolved
 };
