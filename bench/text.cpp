@@ -8,6 +8,9 @@
 #include <rapidjson/writer.h>
 #include <simdjson.h>
 
+#include <unistd.h>
+
+#include <filesystem>
 #include <fstream>
 
 namespace {
@@ -16,6 +19,10 @@ using bench::coldSide;
 using bench::require;
 using bench::side;
 namespace core = ostra::io::json::core;
+
+/// As RapidJSON's writer has it.
+const ostra::io::json::write::struct_::WriteStructOptions wide = {
+    .allowNaNInf = false, .prettyPrint = true, .indentText = u"    "};
 
 struct Text {
     const char* name;
@@ -38,9 +45,10 @@ void compareParsing(const Text& text) {
     static std::vector<std::unique_ptr<std::vector<char>>> kept;
     const auto& bytes =
         *kept.emplace_back(std::make_unique<std::vector<char>>(bench::bytesOf(text.json)));
-    require(core::parse_json_document({}, bytes, {}) == rapidjsonParse(text.json), text.name);
     const std::string name = std::string("parse/") + text.name;
     const auto parse = [&bytes] { return core::parse_json_document({}, bytes, {}); };
+    const rapidjson::Document expected = rapidjsonParse(text.json);
+    require(parse() == expected && bench::onOneThread(parse) == expected, text.name);
     coldSide(name + "/library", parse);
     coldSide(name + "/library, one thread", [parse] { return bench::onOneThread(parse); });
     coldSide(name + "/RapidJSON", [&text] { return rapidjsonParse(text.json); });
@@ -52,45 +60,71 @@ void compareParsing(const Text& text) {
     });
 }
 
-template <class Writer>
-std::u16string rapidjsonText(const rapidjson::Document& document) {
+using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
+using PrettyWriter = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
+
+/// What `use` makes of RapidJSON's text, of type `W`, of a document.
+template <class W, class Use>
+auto withRapidjsonText(const rapidjson::Document& document, const Use& use) {
     rapidjson::StringBuffer buffer;
-    Writer writer(buffer);
+    W writer(buffer);
     document.Accept(writer);
-    return fl::i18n::utf8_to_ustring(buffer.GetString(), buffer.GetSize());
+    return use(std::string_view(buffer.GetString(), buffer.GetSize()));
+}
+
+template <class W>
+std::u16string rapidjsonText(const rapidjson::Document& document) {
+    return withRapidjsonText<W>(document, [](std::string_view text) {
+        return fl::i18n::utf8_to_ustring(text.data(), text.size());
+    });
+}
+
+std::size_t writeRapidjsonText(const rapidjson::Document& document, const char* path) {
+    return withRapidjsonText<Writer>(document, [path](std::string_view text) {
+        std::ofstream(path, std::ios::binary)
+            .write(text.data(), static_cast<std::streamsize>(text.size()));
+        return text.size();
+    });
+}
+
+/// The digits of a few doubles differ, and with them the texts: what they say must be the same.
+void requireSameTexts(const bench::tree::DOM& dom, const char* name) {
+    const auto reads = [&dom](const std::u16string& text) {
+        return bench::tree::read_string(text, {}).document == dom.document;
+    };
+    const auto withoutDigits = [](std::u16string text) {
+        std::erase_if(text, [](char16_t c) { return c >= u'0' && c <= u'9'; });
+        return text;
+    };
+    const std::u16string compact = bench::tree::write_string(dom, {});
+    const std::u16string indented = bench::tree::write_string(dom, wide);
+    require(reads(compact) && reads(indented), name);
+    require(withoutDigits(indented) == withoutDigits(rapidjsonText<PrettyWriter>(dom.document)),
+            name);
+    const auto path = std::filesystem::temp_directory_path() /
+                      ("tviojsontree-bench-" + std::to_string(::getpid()) + ".json");
+    bench::tree::write_file(dom, path.u16string(), {});
+    require(bench::tree::read_file(path.u16string(), {}).document == dom.document, name);
+    std::filesystem::remove(path);
 }
 
 void compareWriting(const Text& text) {
     static std::vector<std::unique_ptr<bench::tree::DOM>> kept;
     const auto& dom = *kept.emplace_back(std::make_unique<bench::tree::DOM>(
         bench::tree::read_string(fl::i18n::utf8_to_ustring(text.json), {})));
-    // The digits of a few doubles differ, and with them the text: compare what reads back.
-    require(bench::tree::read_string(bench::tree::write_string(dom, {}), {}).document ==
-                dom.document,
-            text.name);
+    requireSameTexts(dom, text.name);
     const std::string name = std::string("write/") + text.name;
     side(name + "/library", [&dom] { return bench::tree::write_string(dom, {}); });
-    side(name + "/RapidJSON", [&dom] {
-        return rapidjsonText<rapidjson::Writer<rapidjson::StringBuffer>>(dom.document);
-    });
-    side(name + ", indented/library", [&dom] {
-        return bench::tree::write_string(dom, {.prettyPrint = true, .indentText = u"    "});
-    });
-    side(name + ", indented/RapidJSON", [&dom] {
-        return rapidjsonText<rapidjson::PrettyWriter<rapidjson::StringBuffer>>(dom.document);
-    });
+    side(name + "/RapidJSON", [&dom] { return rapidjsonText<Writer>(dom.document); });
+    side(name + ", indented/library", [&dom] { return bench::tree::write_string(dom, wide); });
+    side(name + ", indented/RapidJSON",
+         [&dom] { return rapidjsonText<PrettyWriter>(dom.document); });
     side(name + ", into a file/library", [&dom] {
         bench::tree::write_file(dom, u"/dev/null", {});
         return 0;
     });
-    side(name + ", into a file/RapidJSON", [&dom] {
-        rapidjson::StringBuffer buffer;
-        rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-        dom.document.Accept(writer);
-        std::ofstream("/dev/null", std::ios::binary)
-            .write(buffer.GetString(), static_cast<std::streamsize>(buffer.GetSize()));
-        return 0;
-    });
+    side(name + ", into a file/RapidJSON",
+         [&dom] { return writeRapidjsonText(dom.document, "/dev/null"); });
 }
 
 } // namespace
