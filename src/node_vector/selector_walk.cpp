@@ -71,7 +71,9 @@ private:
 
 void walkSelector(const core::JSONPointer& selector, std::span<rapidjson::Value* const> nodes,
                   rapidjson::Value** found) {
-    constexpr std::size_t distance = 16; // nodes between asking for memory and using it
+    // Nodes between asking for memory and using it. The first member of half a million records on
+    // two threads: 5.0 ms asking 8 ahead, 3.4 asking 16, 2.5 asking 32; the others the same.
+    constexpr std::size_t distance = 32;
     const std::span tokens(selector.GetTokens(), selector.GetTokenCount());
     ReachedMemory memory;
     for (std::size_t i = 0; i < nodes.size(); ++i) {
