@@ -1,6 +1,7 @@
 #include "node_vector/selector_walk.hpp"
 
 #include "document/pointer_step.hpp"
+#include "node_content/visit_nodes.hpp"
 
 #include <algorithm>
 
@@ -78,7 +79,7 @@ void walkSelector(const core::JSONPointer& selector, std::span<rapidjson::Value*
     ReachedMemory memory;
     for (std::size_t i = 0; i < nodes.size(); ++i) {
         if (nodes.size() - i > 2 * distance) {
-            __builtin_prefetch(nodes[i + 2 * distance]);
+            prefetchNode<Access::Read>(nodes[i + 2 * distance]);
         }
         if (nodes.size() - i > distance) {
             memory.fetch(*nodes[i + distance]);
