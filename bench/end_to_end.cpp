@@ -93,12 +93,12 @@ HostColumns withLibrary(const std::string& path) {
     const auto dom = bench::tree::make_dom_ptr();
     *dom = bench::tree::read_file(fl::i18n::utf8_to_ustring(path), {});
     const NodeVector records = NodeVector(dom, {&dom->document}).get_children();
-    const NodeVector positions = records.get_children("/pos").first; // each record has one
-    const auto column = [](const NodeVector& nodes, const char* selector) {
-        return nodes.get_children(selector).first.get_data();
-    };
-    return {{column(records, "/id"), column(records, "/seq"), column(positions, "/x"),
-             column(positions, "/y"), column(positions, "/depth"), column(records, "/name")}};
+    HostColumns result;
+    const char* const selectors[] = {"/id", "/seq", "/pos/x", "/pos/y", "/pos/depth", "/name"};
+    for (std::size_t k = 0; k < result.data.size(); ++k) {
+        result.data[k] = records.get_children(selectors[k]).first.get_data();
+    }
+    return result;
 }
 
 /// One pass over the document: the way its authors recommend.
