@@ -165,7 +165,7 @@ void compareGetKeys(const NodeVector& nodes) {
     const auto plain = plainKeys(nodes.nodes);
     require(ours->size() == plain.size(), "get_keys");
     for (std::size_t i = 0; i < plain.size(); ++i) {
-        require(fl::i18n::ustring_to_utf8(*ours->get(i)) == plain[i], "get_keys");
+        require(fl::i18n::ustring_to_utf8(std::u16string(*ours->get(i))) == plain[i], "get_keys");
     }
     side("columns/get_keys/library", [&nodes] { return nodes.get_keys(); });
     side("columns/get_keys/hash maps", [&nodes] { return plainKeys(nodes.nodes); });
@@ -193,7 +193,7 @@ void compareSetKeys() {
         auto& pool = nodes.dom->document.GetAllocator();
         Value pattern(rapidjson::kObjectType);
         for (std::size_t i = 0; i < keys->size(); ++i) {
-            const std::string name = fl::i18n::ustring_to_utf8(*keys->get(i));
+            const std::string name = fl::i18n::ustring_to_utf8(std::u16string(*keys->get(i)));
             pattern.AddMember(Value(name.data(), name.size(), pool), Value(), pool);
         }
         for (Value* node : nodes.nodes) {

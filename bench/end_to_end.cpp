@@ -29,14 +29,14 @@ using bench::tree::NodeVector;
 using Clock = std::chrono::steady_clock;
 
 /// What all sides have to come up with: two columns of integers, three of doubles (one with missing
-/// values), one of strings.
+/// values), one of strings, which stand in the host's array on all of them.
 struct Columns {
     std::vector<std::uint64_t> id;
     std::vector<double> seq;
     std::vector<double> x;
     std::vector<double> y;
     std::vector<double> depth;
-    std::vector<std::u16string> name;
+    bench::tree::StringArray name;
 
     /// A hash of every bit, equal for equal columns.
     std::size_t signature() const {
@@ -51,12 +51,16 @@ struct Columns {
         append(x);
         append(y);
         append(depth);
-        for (const std::u16string& text : name) {
-            append(text);
+        for (std::size_t i = 0; i < name->size(); ++i) {
+            append(name->get(i).value());
         }
         return std::hash<std::string>()(bytes);
     }
 };
+
+bench::tree::StringArray makeStrings(std::size_t count) {
+    return Tarvel::String::make_String(2, std::array<std::size_t, 2>{count, 1}.data());
+}
 
 /// The library's result stays where it is, in host arrays; they are copied for the check only.
 struct HostColumns {
@@ -82,8 +86,9 @@ struct HostColumns {
         result.x = doubles(2);
         result.y = doubles(3);
         result.depth = doubles(4);
+        result.name = makeStrings(data[5].strings->size());
         for (std::size_t i = 0; i < data[5].strings->size(); ++i) {
-            result.name.push_back(*data[5].strings->get(i));
+            result.name->set(i, data[5].strings->get(i).value());
         }
         return result;
     }
@@ -105,7 +110,10 @@ HostColumns withLibrary(const std::string& path) {
 Columns withSimdjson(const std::string& path) {
     simdjson::dom::parser parser;
     Columns result;
-    for (const simdjson::dom::object record : parser.load(path).get_array()) {
+    const simdjson::dom::array records = parser.load(path).get_array();
+    result.name = makeStrings(records.size());
+    std::size_t i = 0;
+    for (const simdjson::dom::object record : records) {
         result.id.push_back(record["id"].get_uint64());
         result.seq.push_back(static_cast<double>(record["seq"].get_uint64().value()));
         const simdjson::dom::object pos = record["pos"];
@@ -116,7 +124,7 @@ Columns withSimdjson(const std::string& path) {
             result.depth.push_back(depth);
         }
         const std::string_view name = record["name"];
-        result.name.emplace_back(name.begin(), name.end());
+        result.name->set(i++, std::u16string(name.begin(), name.end()));
     }
     return result;
 }
@@ -125,6 +133,8 @@ Columns withNlohmann(const std::string& path) {
     std::ifstream in(path);
     const nlohmann::json document = nlohmann::json::parse(in);
     Columns result;
+    result.name = makeStrings(document.size());
+    std::size_t i = 0;
     for (const auto& record : document) {
         result.id.push_back(record["id"].get<std::uint64_t>());
         result.seq.push_back(record["seq"].get<double>());
@@ -135,7 +145,7 @@ Columns withNlohmann(const std::string& path) {
             result.depth.push_back(depth->get<double>());
         }
         const auto& name = record["name"].get_ref<const std::string&>();
-        result.name.emplace_back(name.begin(), name.end());
+        result.name->set(i++, std::u16string(name.begin(), name.end()));
     }
     return result;
 }

@@ -67,7 +67,7 @@ inline Texts textsOf(const tree::StringArray& strings) {
     check(strings->dims() == std::vector<std::size_t>{strings->size(), 1}, "shape of the texts");
     Texts texts(strings->size());
     for (std::size_t i = 0; i < texts.size(); ++i) {
-        if (const std::u16string* text = strings->get(i)) {
+        if (const auto text = strings->get(i)) {
             texts[i] = *text;
         }
     }

@@ -162,11 +162,14 @@ namespace Tarvel::String {
 std::unique_ptr<String> make_String(std::size_t ndims, const std::size_t* dims) {
     return hostCall<&make_String>(ndims, dims);
 }
-void String::set(std::size_t i, std::u16string text) {
+void String::set(std::size_t i, std::u16string_view text) {
+    using Next = void (*)(String*, std::size_t, std::u16string_view);
+    static const auto next = reinterpret_cast<Next>(dlsym(
+        RTLD_NEXT, "_ZN6Tarvel6String6String3setEmSt17basic_string_viewIDsSt11char_traitsIDsEE"));
     if (failsNow(true)) {
         throw HostFailed();
     }
-    elements_.at(i) = std::move(text);
+    next(this, i, text);
 }
 } // namespace Tarvel::String
 #pragma GCC visibility pop

@@ -12,6 +12,8 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -102,16 +104,39 @@ TEST(HostStringArray, ElementsAreTextOrMissing) {
     strings->set(5, u"text");
     strings->set(1, u"cleared");
     strings->clear(1);
-    ASSERT_TRUE(strings->get(0) != nullptr && strings->get(4) != nullptr);
-    EXPECT_EQ(*strings->get(0), u"");
-    EXPECT_EQ(*strings->get(4), withNul);
+    EXPECT_EQ(strings->get(0), u"");
+    EXPECT_EQ(strings->get(4), withNul);
     for (const std::size_t missing : {1U, 2U, 3U}) {
-        EXPECT_EQ(strings->get(missing), nullptr);
+        EXPECT_EQ(strings->get(missing), std::nullopt);
     }
     EXPECT_THROW(strings->get(6), std::out_of_range);
     EXPECT_THROW(strings->set(6, u"x"), std::out_of_range);
     EXPECT_THROW(strings->clear(~std::size_t{0}), std::out_of_range);
-    EXPECT_EQ(*strings->get(5), u"text");
+    EXPECT_EQ(strings->get(5), u"text");
+}
+
+TEST(HostStringArray, TextsAreReplacedTimeAndAgain) {
+    constexpr std::size_t count = 40;
+    const auto strings = makeStrings({count});
+    std::vector<std::optional<std::u16string>> model(count);
+    std::mt19937_64 engine(1);
+    for (int n = 0; n < 3000; ++n) {
+        const std::size_t i = engine() % count;
+        const std::size_t other = engine() % count;
+        if (engine() % 8 == 0) {
+            strings->clear(i);
+            model[i].reset();
+        } else if (engine() % 4 == 0 && model[other]) { // a part of the array itself
+            strings->set(i, strings->get(other)->substr(model[other]->size() / 3));
+            model[i] = model[other]->substr(model[other]->size() / 3);
+        } else {
+            model[i] = std::u16string(engine() % 400, static_cast<char16_t>(u'a' + n % 26));
+            strings->set(i, *model[i]);
+        }
+        for (std::size_t k = 0; k < count; ++k) {
+            ASSERT_EQ(strings->get(k), model[k]) << n << ' ' << k;
+        }
+    }
 }
 
 TEST(HostStringArray, Shapes) {

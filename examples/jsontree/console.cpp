@@ -42,8 +42,8 @@ std::u16string u16(const std::string& utf8) {
     return fl::i18n::utf8_to_ustring(utf8);
 }
 
-std::string u8(const std::u16string& text) {
-    return fl::i18n::ustring_to_utf8(text);
+std::string u8(std::u16string_view text) {
+    return fl::i18n::ustring_to_utf8(std::u16string(text));
 }
 
 std::string printable(const std::string& utf8) {
@@ -61,7 +61,7 @@ std::string printable(const std::string& utf8) {
     return u8(result);
 }
 
-std::string shortened(const std::u16string& text, std::size_t characters) {
+std::string shortened(std::u16string_view text, std::size_t characters) {
     std::size_t end = 0;
     for (std::size_t seen = 0; end < text.size(); ++end) {
         if (!isTrailingSurrogate(text[end]) && seen++ == characters) {

@@ -8,14 +8,14 @@
 namespace example {
 
 std::u16string u16(const std::string& utf8);
-std::string u8(const std::u16string& text);
+std::string u8(std::u16string_view text);
 
 /// @return the text with its control characters written as escapes, so that no document can move
 ///         the cursor, break a line or send the terminal a command.
 std::string printable(const std::string& utf8);
 
 /// @return the first `characters` of the text, printable, with an ellipsis where it is longer.
-std::string shortened(const std::u16string& text, std::size_t characters);
+std::string shortened(std::u16string_view text, std::size_t characters);
 
 /// @return the number of characters (code points) of the text.
 std::size_t characterCount(const std::u16string& text);

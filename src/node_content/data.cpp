@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <string>
 #include <utility>
 
 namespace ostra::io::json::tree {
@@ -80,12 +81,13 @@ public:
           double_(data.doubles->data()), uint64_(data.uint64s->data()),
           int64_(data.int64s->data()) {}
 
+    /// @return a text, valid until the next call.
     const std::u16string& nextText() {
-        const std::u16string* text = strings_.get(string_++);
-        if (text == nullptr) {
+        const auto text = strings_.get(string_++);
+        if (!text) {
             throwError(OSTRA::string::MissingNotSupported());
         }
-        return *text;
+        return text_.assign(*text);
     }
 
     void setNumber(rapidjson::Value& node) {
@@ -107,6 +109,7 @@ public:
 private:
     const Tarvel::String::String& strings_;
     std::size_t string_ = 0;
+    std::u16string text_;
     const std::uint8_t* numberType_;
     const double* double_;
     const std::uint64_t* uint64_;

@@ -6,17 +6,18 @@
 
 #include <cstring>
 #include <new>
+#include <string_view>
 
 namespace ostra::io::json::tree {
 
 namespace {
 
 std::string requireName(const Tarvel::String::String& keys, std::size_t i) {
-    const std::u16string* name = keys.get(i);
-    if (name == nullptr) {
+    const std::optional<std::u16string_view> name = keys.get(i);
+    if (!name) {
         throwError(OSTRA::string::MissingNotSupported());
     }
-    return fl::i18n::ustring_to_utf8(*name);
+    return fl::i18n::ustring_to_utf8(std::u16string(*name));
 }
 
 constexpr std::size_t wordsFor(std::size_t bytes) {

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
-#include <string>
+#include <string_view>
 #include <vector>
 
 namespace Tarvel::String {
@@ -29,21 +29,35 @@ public:
     const std::vector<std::size_t>& dims() const noexcept;
 
     /// @param i  0-based position in element order.
-    /// @return the element's text, null when it is missing; valid until the element changes.
+    /// @return the element's text, nothing when it is missing; valid until an element changes.
     /// @throws std::out_of_range  where `i` is not below `size()`.
-    const std::u16string* get(std::size_t i) const;
+    std::optional<std::u16string_view> get(std::size_t i) const;
 
-    /// Replaces element `i` by `text`.
+    /// Replaces element `i` by a copy of `text`, which may lie in the array itself.
     /// @throws std::out_of_range  where `i` is not below `size()`; nothing changes.
-    void set(std::size_t i, std::u16string text);
+    /// @throws std::bad_alloc     where memory is exhausted; nothing changes.
+    void set(std::size_t i, std::u16string_view text);
 
     /// Makes element `i` missing.
     /// @throws std::out_of_range  where `i` is not below `size()`; nothing changes.
     void clear(std::size_t i);
 
 private:
+    struct Element {
+        char16_t* text = nullptr; // null when missing
+        std::size_t size = 0;
+    };
+
+    char16_t* store(std::u16string_view text);
+    char16_t* append(std::u16string_view text) noexcept;
+
     std::vector<std::size_t> dims_;
-    std::vector<std::optional<std::u16string>> elements_;
+    std::vector<Element> elements_;
+    std::vector<std::unique_ptr<char16_t[]>> blocks_;
+    std::size_t allocated_ = 0; // characters, in all blocks
+    std::size_t used_ = 0;      // characters, of all texts
+    char16_t* free_ = nullptr;  // in the last block
+    std::size_t room_ = 0;
 };
 
 /// Creates an array whose elements are all missing; parameters and failures as `String::String`.

@@ -18,8 +18,8 @@ inline std::u16string u16(const std::string& utf8) {
     return fl::i18n::utf8_to_ustring(utf8);
 }
 
-inline std::string u8(const std::u16string& text) {
-    return fl::i18n::ustring_to_utf8(text);
+inline std::string u8(std::u16string_view text) {
+    return fl::i18n::ustring_to_utf8(std::u16string(text));
 }
 
 inline tree::DOM parse(const std::string& text, const ReadOptions& options = {}) {
