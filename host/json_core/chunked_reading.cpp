@@ -21,11 +21,10 @@ namespace {
 std::vector<std::size_t> chunkBeginnings(std::string_view text, std::size_t chunkSize) {
     // Enough to see some records whole, little beside the chunk.
     const std::size_t window = std::min(chunkSize, std::size_t{16} << 10U);
-    std::vector<std::size_t> beginnings(text.size() / chunkSize);
+    std::vector<std::size_t> beginnings(std::max<std::size_t>(text.size() / chunkSize, 1) - 1);
     platform::parallelLoop(beginnings.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
-            beginnings[i] =
-                i == 0 ? std::string_view::npos : findElement(text, i * chunkSize, window);
+            beginnings[i] = findElement(text, (i + 1) * chunkSize, window);
         }
     });
     std::erase(beginnings, std::string_view::npos);

@@ -3,11 +3,11 @@
 /// The one parallel loop: every operation that shares work among threads goes through here, those
 /// of the library and those of its embedded host.
 
+#include <atomic>
 #include <cstddef>
 
 #ifdef TVIOJSONTREE_PLAIN_THREADS
 #include <algorithm>
-#include <atomic>
 #include <exception>
 #include <mutex>
 #include <thread>
@@ -32,20 +32,33 @@ namespace platform {
 /// The context is isolated: bound to the caller's, a host that cancels its own tasks would cut our
 /// loop short without a word. The arena isolation keeps the waiting caller from taking up unrelated
 /// tasks of the host, which might want a lock that the caller holds.
+///
+/// Where there is no memory for a worker thread, oneTBB throws that it cannot create one; the
+/// calling thread then does it all.
 template <class Body>
 void parallelLoop(std::size_t count, const Body& body) {
     if (count == 0) {
         return;
     }
-    tbb::task_group_context context(tbb::task_group_context::isolated);
-    tbb::this_task_arena::isolate([&] {
-        tbb::parallel_for(
-            tbb::blocked_range<std::size_t>(0, count, 1),
-            [&body](const tbb::blocked_range<std::size_t>& range) {
-                body(range.begin(), range.end());
-            },
-            tbb::auto_partitioner(), context);
-    });
+    std::atomic<bool> begun = false;
+    try {
+        tbb::task_group_context context(tbb::task_group_context::isolated);
+        tbb::this_task_arena::isolate([&] {
+            tbb::parallel_for(
+                tbb::blocked_range<std::size_t>(0, count, 1),
+                [&](const tbb::blocked_range<std::size_t>& range) {
+                    begun.store(true, std::memory_order_relaxed);
+                    body(range.begin(), range.end());
+                },
+                tbb::auto_partitioner(), context);
+        });
+        return;
+    } catch (...) {
+        if (begun) {
+            throw;
+        }
+    }
+    body(std::size_t{0}, count);
 }
 
 #else
