@@ -1,5 +1,7 @@
 #include "document/number_text.hpp"
 
+#include "document/text_buffer.hpp"
+
 #include <emmintrin.h>
 
 #include <algorithm>
@@ -144,13 +146,13 @@ char* putFinite(char* out, double value) {
         value = -value;
     }
     if (value == 0) {
-        return put(out, "0.0", 3);
+        return putWord(out, "0.0");
     }
     const auto [digits, count, point] = shortestDecimal(value);
     if (count <= point && point <= longestInteger) { // 12300.0
         out = put(out, digits, count);
         out = putZeros(out, point - count);
-        return put(out, ".0", 2);
+        return putWord(out, ".0");
     }
     if (0 < point && point <= longestInteger) { // 12.3
         out = put(out, digits, point);
@@ -158,7 +160,7 @@ char* putFinite(char* out, double value) {
         return put(out, digits + point, count - point);
     }
     if (-mostLeadingZeros <= point && point <= 0) { // 0.00123
-        out = put(out, "0.", 2);
+        out = putWord(out, "0.");
         out = putZeros(out, -point);
         return put(out, digits, count);
     }
@@ -210,12 +212,12 @@ char* putDouble(char* at, double value, bool allowNaNInf) {
         return putFinite(at, value);
     }
     if (!allowNaNInf) {
-        return put(at, "null", 4);
+        return putWord(at, "null");
     }
     if (std::isnan(value)) {
-        return put(at, "NaN", 3);
+        return putWord(at, "NaN");
     }
-    return value > 0 ? put(at, "Infinity", 8) : put(at, "-Infinity", 9);
+    return value > 0 ? putWord(at, "Infinity") : putWord(at, "-Infinity");
 }
 
 } // namespace ostra::io::json::tree

@@ -66,12 +66,6 @@ bool hasEntries(const rapidjson::Value& value) {
     return (value.IsObject() && !value.ObjectEmpty()) || (value.IsArray() && !value.Empty());
 }
 
-template <std::size_t size>
-char* putWord(char* at, const char (&word)[size]) {
-    std::memcpy(at, word, size - 1);
-    return at + size - 1;
-}
-
 /// Writes a scalar, an empty container, or the opening bracket of another.
 char* putHead(TextBuffer& out, char* at, const rapidjson::Value& value, bool allowNaNInf) {
     switch (value.GetType()) {

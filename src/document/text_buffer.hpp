@@ -3,6 +3,7 @@
 /// The growing buffer that JSON text is written into.
 
 #include <cstddef>
+#include <cstring>
 
 namespace ostra::io::json::tree {
 
@@ -58,5 +59,13 @@ private:
     char* end_ = nullptr;
     char* limit_ = nullptr;
 };
+
+/// Writes a word where room has been made for it.
+/// @return where the text goes on.
+template <std::size_t size>
+char* putWord(char* at, const char (&word)[size]) {
+    std::memcpy(at, word, size - 1);
+    return at + size - 1;
+}
 
 } // namespace ostra::io::json::tree
