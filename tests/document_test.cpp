@@ -1,5 +1,6 @@
 /// Whole documents in and out: reading, writing, the digits of doubles.
 
+#include "support/failure.hpp"
 #include "support/files.hpp"
 #include "support/text.hpp"
 
@@ -19,15 +20,6 @@ namespace {
 using namespace test;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-std::string messageOf(const auto& action) {
-    try {
-        action();
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-    return "no exception";
-}
 
 tree::DOM documentOf(double value) {
     tree::DOM dom;

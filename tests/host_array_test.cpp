@@ -3,6 +3,7 @@
 #include "document/errors.hpp"
 #include "platform/numeric_array.hpp"
 #include "platform/string_array.hpp"
+#include "support/failure.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
 
@@ -65,12 +66,7 @@ TEST(HostNumericArray, RefusesWhatItCannotHold) {
     EXPECT_THROW(make({1UL << 60}, qxUINT8_CLASS), std::bad_alloc);
 #endif
     const auto refused = [](qxClassID classId, qxComplexity complexity) {
-        try {
-            make({1, 1}, classId, complexity);
-        } catch (const std::invalid_argument& error) {
-            return std::string(error.what());
-        }
-        return std::string("accepted");
+        return test::messageOf<std::invalid_argument>([&] { make({1, 1}, classId, complexity); });
     };
     EXPECT_EQ(refused(qxClassID(7), qxREAL), "numeric array: no element class 7");
     EXPECT_EQ(refused(qxDOUBLE_CLASS, qxCOMPLEX), "numeric array: no arrays of complexity 1");

@@ -1,6 +1,7 @@
 // The embedded host's file reading and writing.
 
 #include "platform/file_io.hpp"
+#include "support/failure.hpp"
 #include "support/files.hpp"
 
 #include <gmock/gmock.h>
@@ -34,22 +35,12 @@ void writeWhole(const std::string& path, const std::string& bytes) {
     ostra::io::common::file::writeall(u16(path), bytes.data(), bytes.size());
 }
 
-template <class Action>
-std::string complaintOf(const Action& action) {
-    try {
-        action();
-    } catch (const std::system_error& error) {
-        return error.what();
-    }
-    return "none";
-}
-
 std::string readComplaint(const std::string& path) {
-    return complaintOf([&] { readWhole(path); });
+    return test::messageOf<std::system_error>([&] { readWhole(path); });
 }
 
 std::string writeComplaint(const std::string& path, const std::string& bytes = "new") {
-    return complaintOf([&] { writeWhole(path, bytes); });
+    return test::messageOf<std::system_error>([&] { writeWhole(path, bytes); });
 }
 
 std::vector<std::string> namesIn(const std::string& folder) {

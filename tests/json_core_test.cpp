@@ -1,4 +1,5 @@
 #include "platform/json_core.hpp"
+#include "support/failure.hpp"
 
 #include <gtest/gtest.h>
 
@@ -296,12 +297,8 @@ TEST(JsonCoreSelectors, RefusalsQuoteTheSelector) {
          "no JSON Pointer: \"#/a b\": this character must be percent-encoded after '#' (byte 3)"},
     };
     for (const auto& [selector, message] : cases) {
-        try {
-            validate_selector(selector);
-            ADD_FAILURE() << selector;
-        } catch (const std::invalid_argument& error) {
-            EXPECT_EQ(error.what(), message);
-        }
+        EXPECT_EQ(test::messageOf<std::invalid_argument>([&] { validate_selector(selector); }),
+                  message);
     }
 }
 

@@ -1,5 +1,6 @@
 /// The cursor: navigation and the typed lists of a level.
 
+#include "support/failure.hpp"
 #include "support/text.hpp"
 
 #include <gmock/gmock.h>
@@ -262,13 +263,10 @@ TEST(Sets, RefuseTypesOutsideTheRangeBeforeAnythingChanges) {
     for (const int bad : {7, -1, 1 << 20}) {
         for (const std::string before : {"[1]", R"({"a":1,"b":2})", "[1,2,3]"}) {
             LevelReader at = reader(before);
-            try {
-                at.setValueTypes({type(4), type(bad)});
-                ADD_FAILURE() << before;
-            } catch (const std::out_of_range& error) {
-                EXPECT_THAT(error.what(), HasSubstr("code " + std::to_string(bad)));
-                EXPECT_THAT(error.what(), HasSubstr("position 1"));
-            }
+            const auto set = [&] { at.setValueTypes({type(4), type(bad)}); };
+            const std::string message = test::messageOf<std::out_of_range>(set);
+            EXPECT_THAT(message, HasSubstr("code " + std::to_string(bad)));
+            EXPECT_THAT(message, HasSubstr("position 1"));
             EXPECT_EQ(textOf(at), before);
         }
     }

@@ -1,6 +1,7 @@
 /// A file that is written again and again keeps its old contents until the new ones are whole,
 /// whatever happens to the writer and to the disk.
 
+#include "support/failure.hpp"
 #include "support/files.hpp"
 
 #include <gtest/gtest.h>
@@ -74,13 +75,8 @@ TEST(FullDisk, LeavesTheOldFileAndNothingBeside) {
     }
     const std::string path = disk + "/file.json";
     test::tree::write_file(documentOf(1, 5), u16(path), {});
-    std::string complaint;
-    try {
-        test::tree::write_file(documentOf(2, 200'000), u16(path), {});
-    } catch (const std::exception& error) {
-        complaint = error.what();
-    }
-    EXPECT_EQ(complaint, "cannot write '" + path + "': No space left on device");
+    const auto fill = [&] { test::tree::write_file(documentOf(2, 200'000), u16(path), {}); };
+    EXPECT_EQ(test::messageOf(fill), "cannot write '" + path + "': No space left on device");
     EXPECT_EQ(test::bytesOf(path), "[1,1,1,1,1]");
     EXPECT_EQ(entriesIn(disk), 1);
     EXPECT_EQ(umount(disk.c_str()), 0);
