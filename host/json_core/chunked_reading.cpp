@@ -140,16 +140,22 @@ private:
             due_ = reader_.readTo(chunk.begin);
         }
         if (due_ && elements.count != 0 && reader_.elementDueAt(chunk.begin)) {
-            // As a rule most of a long text is one array, whose elements are much the same.
-            const double perByte =
-                static_cast<double>(elements.count) / static_cast<double>(elements.end);
-            const auto rest = static_cast<double>(text_.size() - chunk.begin);
-            values_.expect(elements.count, static_cast<std::size_t>(1.02 * perByte * rest));
+            values_.expect(elements.count, likelyRest(chunk));
             due_ = reader_.adopt({elements.count, chunk.begin + elements.end}, *chunk.values);
         } else {
             chunk.values->discard();
         }
         giveBuilderBack(std::move(chunk.values));
+    }
+
+    /// As a rule most of a long text is one array, whose elements are much the same. Only a guess:
+    /// it must not ask for more memory than the values of a usual text take.
+    std::size_t likelyRest(const Chunk& chunk) const {
+        const double perByte =
+            static_cast<double>(chunk.elements.count) / static_cast<double>(chunk.elements.end);
+        const auto rest = static_cast<double>(text_.size() - chunk.begin);
+        return std::min(static_cast<std::size_t>(1.02 * perByte * rest),
+                        3 * text_.size() / sizeof(rapidjson::Value));
     }
 
     std::unique_ptr<ValueBuilder> takeBuilder() {

@@ -13,9 +13,8 @@ ValueBuilder::~ValueBuilder() {
 }
 
 void ValueBuilder::expect(std::size_t count, std::size_t likely) noexcept {
-    if (count > static_cast<std::size_t>(limit_ - top_) &&
-        resizeStack(static_cast<std::size_t>(top_ - stack_) + std::max(count, likely))) {
-        platform::adviseHugePages(top_, static_cast<std::size_t>(limit_ - top_) * sizeof *top_);
+    if (count > static_cast<std::size_t>(limit_ - top_)) {
+        resizeStack(static_cast<std::size_t>(top_ - stack_) + std::max(count, likely));
     }
 }
 
@@ -66,10 +65,17 @@ void ValueBuilder::growStack(std::size_t more) {
 
 bool ValueBuilder::resizeStack(std::size_t capacity) noexcept {
     const auto used = static_cast<std::size_t>(top_ - stack_);
-    void* stack = std::realloc(static_cast<void*>(stack_), capacity * sizeof(rapidjson::Value));
+    // Not realloc: it moves large blocks by remapping them, which takes huge pages apart. Eight
+    // million numbers in one array: 155 to 180 ms with it, 90 without.
+    void* const stack = std::malloc(capacity * sizeof(rapidjson::Value));
     if (stack == nullptr) {
         return false;
     }
+    platform::adviseHugePages(stack, capacity * sizeof(rapidjson::Value));
+    if (used != 0) {
+        std::memcpy(stack, static_cast<const void*>(stack_), used * sizeof(rapidjson::Value));
+    }
+    std::free(stack_);
     stack_ = static_cast<rapidjson::Value*>(stack);
     top_ = stack_ + used;
     limit_ = stack_ + capacity;
