@@ -297,8 +297,8 @@ TEST(JsonCoreSelectors, RefusalsQuoteTheSelector) {
          "no JSON Pointer: \"#/a b\": this character must be percent-encoded after '#' (byte 3)"},
     };
     for (const auto& [selector, message] : cases) {
-        EXPECT_EQ(test::messageOf<std::invalid_argument>([&] { validate_selector(selector); }),
-                  message);
+        const auto validate = [&text = selector] { validate_selector(text); };
+        EXPECT_EQ(test::messageOf<std::invalid_argument>(validate), message);
     }
 }
 
