@@ -243,7 +243,7 @@ int main(int argc, char** argv) {
     for (const char* const side : sides) {
         require(inOwnProcess(argv[0], side, path).signature == expected, "columns");
     }
-    constexpr int rounds = 8;
+    constexpr int rounds = 16; // over two minutes: neighbours come and go
     for (Report& report : best) {
         report.seconds = std::numeric_limits<double>::infinity();
     }
