@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <new>
 
 namespace ostra::io::json::tree {
@@ -37,27 +36,15 @@ char* TextBuffer::grow(char* at, std::size_t count) {
         throw std::bad_alloc();
     }
     const std::size_t needed = used + count;
-    // Not realloc: it moves large blocks by remapping them, which takes huge pages apart.
-    char* block = nullptr;
-    std::size_t capacity = 0;
-    for (const std::size_t wanted : capacities(used, needed)) {
-        capacity = wanted;
-        block = static_cast<char*>(std::malloc(capacity));
+    for (const std::size_t capacity : capacities(used, needed)) {
+        auto* const block = static_cast<char*>(platform::moveToLarger(begin_, used, capacity));
         if (block != nullptr) {
-            break;
+            begin_ = block;
+            limit_ = block + capacity;
+            return block + used;
         }
     }
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    platform::adviseHugePages(block, capacity);
-    if (used != 0) {
-        std::memcpy(block, begin_, used);
-    }
-    std::free(begin_);
-    begin_ = block;
-    limit_ = block + capacity;
-    return block + used;
+    throw std::bad_alloc();
 }
 
 } // namespace ostra::io::json::tree

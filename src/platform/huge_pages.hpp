@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <vector>
 
 namespace platform {
@@ -52,6 +54,26 @@ inline void* placeOnHugePages(void* allocation, std::size_t size) {
     char* const block = static_cast<char*>(allocation) + (hugePage - intoPage) % hugePage;
     adviseHugePages(block, roomOnHugePages(size) - hugePage);
     return block;
+}
+
+/// Moves the first `used` bytes of a block of malloc's, perhaps null, into a larger one, on huge
+/// pages where it is large.
+///
+/// Not realloc: it moves large blocks by remapping them, which takes huge pages apart. Reading
+/// eight million numbers in one array: 155 to 180 ms with it, 90 without.
+///
+/// @return the larger block; null where memory is exhausted, then the old one is as it was.
+inline void* moveToLarger(void* block, std::size_t used, std::size_t size) noexcept {
+    void* const larger = std::malloc(size);
+    if (larger == nullptr) {
+        return nullptr;
+    }
+    adviseHugePages(larger, size);
+    if (used != 0) {
+        std::memcpy(larger, block, used);
+    }
+    std::free(block);
+    return larger;
 }
 
 /// Reserves room in a vector, on huge pages where it is large.
