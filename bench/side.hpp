@@ -11,9 +11,11 @@
 
 #include <malloc.h>
 #include <tbb/global_control.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
@@ -113,6 +115,12 @@ inline int runSides(int argc, char** argv) {
     }
     benchmark::RunSpecifiedBenchmarks();
     return 0;
+}
+
+/// A path for a file of this process alone.
+inline std::filesystem::path temporaryPath() {
+    return std::filesystem::temp_directory_path() /
+           ("tviojsontree-bench-" + std::to_string(::getpid()) + ".json");
 }
 
 inline std::vector<char> bytesOf(const std::string& text) {

@@ -8,8 +8,6 @@
 #include <rapidjson/writer.h>
 #include <simdjson.h>
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 
@@ -101,9 +99,11 @@ void requireSameTexts(const bench::tree::DOM& dom, const char* name) {
     require(reads(compact) && reads(indented), name);
     require(withoutDigits(indented) == withoutDigits(rapidjsonText<PrettyWriter>(dom.document)),
             name);
-    const auto path = std::filesystem::temp_directory_path() /
-                      ("tviojsontree-bench-" + std::to_string(::getpid()) + ".json");
+    require(withoutDigits(compact) == withoutDigits(rapidjsonText<Writer>(dom.document)), name);
+    const std::filesystem::path path = bench::temporaryPath();
     bench::tree::write_file(dom, path.u16string(), {});
+    require(bench::tree::read_file(path.u16string(), {}).document == dom.document, name);
+    writeRapidjsonText(dom.document, path.c_str());
     require(bench::tree::read_file(path.u16string(), {}).document == dom.document, name);
     std::filesystem::remove(path);
 }
