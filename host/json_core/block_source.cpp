@@ -12,10 +12,6 @@ namespace {
 /// where it has been given reason to (it always returns those of 32 MiB and more to the system).
 constexpr std::size_t largestBlock = std::size_t{16} << 20U;
 
-/// Records take about this much more as values than as text. One block for all of a text of 1.5 MB,
-/// on huge pages, read it in 1.7 ms where two small ones of twice the text took 3.1.
-constexpr std::size_t valuesPerText = 3;
-
 /// A smaller rest is not worth looking at again.
 constexpr std::size_t smallestRest = std::size_t{64} << 10U;
 

@@ -59,8 +59,8 @@ public:
             });
             goOn();
         }
-        if (due_) {
-            due_ = reader_.readTo(std::string_view::npos);
+        if (reader_.valueDue()) {
+            reader_.readTo(std::string_view::npos);
         }
         reader_.finish();
         return values_.root();
@@ -106,7 +106,7 @@ private:
     void readStart() {
         const std::size_t limit = beginOfChunk(0);
         requireUtf8(0, limit);
-        due_ = reader_.readTo(limit);
+        reader_.readTo(limit);
         nextChunk_ = 0;
     }
 
@@ -136,12 +136,12 @@ private:
     /// Goes on to the end of a chunk, taking it over if it fits.
     void goThrough(Chunk& chunk) {
         const Elements& elements = chunk.elements;
-        if (due_ && reader_.position() < chunk.begin) {
-            due_ = reader_.readTo(chunk.begin);
+        if (reader_.valueDue() && reader_.position() < chunk.begin) {
+            reader_.readTo(chunk.begin);
         }
-        if (due_ && elements.count != 0 && reader_.elementDueAt(chunk.begin)) {
+        if (elements.count != 0 && reader_.elementDueAt(chunk.begin)) {
             values_.expect(elements.count, likelyRest(chunk));
-            due_ = reader_.adopt({elements.count, chunk.begin + elements.end}, *chunk.values);
+            reader_.adopt({elements.count, chunk.begin + elements.end}, *chunk.values);
         } else {
             chunk.values->discard();
         }
@@ -155,7 +155,7 @@ private:
             static_cast<double>(chunk.elements.count) / static_cast<double>(chunk.elements.end);
         const auto rest = static_cast<double>(text_.size() - chunk.begin);
         return std::min(static_cast<std::size_t>(1.02 * perByte * rest),
-                        3 * text_.size() / sizeof(rapidjson::Value));
+                        valuesPerText * text_.size() / sizeof(rapidjson::Value));
     }
 
     std::unique_ptr<ValueBuilder> takeBuilder() {
@@ -179,7 +179,6 @@ private:
     BlockSource blocks_;
     ValueBuilder values_;
     TextReader reader_; // goes through the whole text
-    bool due_ = true;   // whether it stands before a value
     std::deque<Chunk> chunks_;
     std::atomic<std::size_t> nextStretch_ = 0; // the start of the text, then the chunks
 

@@ -30,20 +30,18 @@ void TextReader::start() {
     at_ = skipSpace(at_ + byteOrderMarkSize({begin_, static_cast<std::size_t>(end_ - begin_)}));
 }
 
-bool TextReader::readTo(std::size_t limit) {
+void TextReader::readTo(std::size_t limit) {
     const char* at = at_;
     do {
         at = goToNextValue(readValue(at));
-    } while (!levels_.empty() && static_cast<std::size_t>(at - begin_) < limit);
+    } while (valueDue() && static_cast<std::size_t>(at - begin_) < limit);
     at_ = at;
-    return !levels_.empty();
 }
 
-bool TextReader::adopt(const Elements& elements, ValueBuilder& values) {
+void TextReader::adopt(const Elements& elements, ValueBuilder& values) {
     builder_.append(values, elements.count);
     levels_.back().count += elements.count - 1; // the last one is counted like one read here
     at_ = goToNextValue(begin_ + elements.end);
-    return !levels_.empty();
 }
 
 void TextReader::finish() {
@@ -56,7 +54,11 @@ void TextReader::finish() {
 Elements TextReader::readElements(std::size_t limit) noexcept {
     Elements elements;
     try {
-        while (position() < limit && !readTo(limit)) {
+        while (position() < limit) {
+            readTo(limit);
+            if (valueDue()) { // in the middle of an element
+                break;
+            }
             ++elements.count;
             elements.end = position();
             at_ = skipSpace(at_);

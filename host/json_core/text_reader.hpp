@@ -47,20 +47,22 @@ public:
     /// Goes to the root value, which is due then.
     void start();
 
-    /// Reads from a value that is due to the first one that is due at `limit` or behind it.
-    /// @return whether there is one; if not, the root value is complete.
-    [[gnu::flatten]] bool readTo(std::size_t limit);
+    /// Reads from a value that is due to the first one that is due at `limit` or behind it; where
+    /// there is none, to the end of the root value.
+    [[gnu::flatten]] void readTo(std::size_t limit);
+
+    /// Whether a value is due, once the root value has been begun; if not, it is complete.
+    bool valueDue() const { return !levels_.empty(); }
 
     /// Whether an element of an array is due at a position.
     bool elementDueAt(std::size_t position) const {
-        return this->position() == position && !levels_.empty() && !levels_.back().isObject;
+        return this->position() == position && valueDue() && !levels_.back().isObject;
     }
 
     /// Takes over elements, at least one, that another reader has read from the element that is
-    /// due, and reads to the next value that is due.
-    /// @param values  has built them, and is used up.
-    /// @return whether there is one; if not, the root value is complete.
-    bool adopt(const Elements& elements, ValueBuilder& values);
+    /// due, and goes on as `readTo` does.
+    /// @param values  has built them, and is as new then.
+    void adopt(const Elements& elements, ValueBuilder& values);
 
     /// Reads what may follow the root value.
     void finish();
