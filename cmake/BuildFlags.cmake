@@ -22,7 +22,7 @@ function(tviojsontree_flags target)
         if(TVIOJSONTREE_SANITIZER STREQUAL "thread")
             # Debian's oneTBB is not built for the race detector, which then reports hundreds of
             # races inside it; suppressing them would hide the loop bodies too. The loops run on
-            # plain threads instead (src/platform/parallel_loop.hpp).
+            # plain threads instead (src/base/parallel_loop.hpp).
             target_compile_definitions(${target} PRIVATE TVIOJSONTREE_PLAIN_THREADS)
         endif()
     else()

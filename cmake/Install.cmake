@@ -22,10 +22,7 @@ install(TARGETS ${installed_targets} EXPORT tviojsontreeTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/ostra DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY src/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tviojsontree
-        FILES_MATCHING PATTERN "*.hpp"
-        # for the libraries' own use
-        PATTERN "huge_pages.hpp" EXCLUDE PATTERN "parallel_loop.hpp" EXCLUDE
-        PATTERN "pool_memory.hpp" EXCLUDE PATTERN "raw_value.hpp" EXCLUDE)
+        FILES_MATCHING PATTERN "*.hpp")
 install(EXPORT tviojsontreeTargets NAMESPACE tviojsontree:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/tviojsontreeConfig.cmake.in tviojsontreeConfig.cmake
                               INSTALL_DESTINATION ${package_dir})

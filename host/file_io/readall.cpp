@@ -1,7 +1,7 @@
 #include "platform/file_io.hpp"
 
+#include "base/huge_pages.hpp"
 #include "descriptor.hpp"
-#include "platform/huge_pages.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -39,7 +39,7 @@ std::vector<char> readall(const std::u16string& path) {
     }
     if (expected > 0) {
         // One more byte, so that looking for the end needs no growth.
-        platform::reserveOnHugePages(bytes, expected + 1);
+        base::reserveOnHugePages(bytes, expected + 1);
     }
     std::size_t have = 0;
     for (;;) {

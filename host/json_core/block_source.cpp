@@ -1,6 +1,6 @@
 #include "block_source.hpp"
 
-#include "platform/pool_memory.hpp"
+#include "base/pool_memory.hpp"
 
 #include <algorithm>
 
@@ -32,7 +32,7 @@ std::span<char> BlockSource::take(std::size_t size) {
         return block;
     }
     const std::size_t blockSize = std::max(size, blockSize_);
-    return {static_cast<char*>(platform::takeFromPool(pool_, blockSize)), blockSize};
+    return {static_cast<char*>(base::takeFromPool(pool_, blockSize)), blockSize};
 }
 
 void BlockSource::giveBack(std::span<char> unused) noexcept {

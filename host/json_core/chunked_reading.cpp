@@ -1,8 +1,8 @@
 #include "chunked_reading.hpp"
 
+#include "base/parallel_loop.hpp"
 #include "element_search.hpp"
 #include "parse_error.hpp"
-#include "platform/parallel_loop.hpp"
 #include "text_reader.hpp"
 #include "utf8.hpp"
 
@@ -22,7 +22,7 @@ std::vector<std::size_t> chunkBeginnings(std::string_view text, std::size_t chun
     // Enough to see some records whole, little beside the chunk.
     const std::size_t window = std::min(chunkSize, std::size_t{16} << 10U);
     std::vector<std::size_t> beginnings(std::max<std::size_t>(text.size() / chunkSize, 1) - 1);
-    platform::parallelLoop(beginnings.size(), [&](std::size_t begin, std::size_t end) {
+    base::parallelLoop(beginnings.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             beginnings[i] = findElement(text, (i + 1) * chunkSize, window);
         }
@@ -51,7 +51,7 @@ public:
         if (chunks_.empty()) {
             readStart();
         } else {
-            platform::parallelLoop(chunks_.size() + 1, [this](std::size_t begin, std::size_t end) {
+            base::parallelLoop(chunks_.size() + 1, [this](std::size_t begin, std::size_t end) {
                 for (; begin < end; ++begin) {
                     readNextStretch();
                     goOn();

@@ -1,6 +1,6 @@
 #include "value_builder.hpp"
 
-#include "platform/huge_pages.hpp"
+#include "base/huge_pages.hpp"
 
 #include <algorithm>
 #include <cstdlib>
@@ -52,7 +52,7 @@ void ValueBuilder::setLongString(rapidjson::Value& value, std::string_view text)
     char* copy = allocate(text.size() + 1);
     std::memcpy(copy, text.data(), text.size());
     copy[text.size()] = '\0';
-    platform::RawValue::setString(value, copy, text.size());
+    base::RawValue::setString(value, copy, text.size());
 }
 
 void ValueBuilder::growStack(std::size_t more) {
@@ -65,8 +65,8 @@ void ValueBuilder::growStack(std::size_t more) {
 
 bool ValueBuilder::resizeStack(std::size_t capacity) noexcept {
     const auto used = static_cast<std::size_t>(top_ - stack_);
-    void* const stack = platform::moveToLarger(stack_, used * sizeof(rapidjson::Value),
-                                               capacity * sizeof(rapidjson::Value));
+    void* const stack = base::moveToLarger(stack_, used * sizeof(rapidjson::Value),
+                                           capacity * sizeof(rapidjson::Value));
     if (stack == nullptr) {
         return false;
     }

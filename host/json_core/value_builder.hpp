@@ -2,8 +2,8 @@
 
 /// Building a document's values, bottom up.
 
+#include "base/raw_value.hpp"
 #include "block_source.hpp"
-#include "platform/raw_value.hpp"
 
 #include <ostra/io/json/tree/rapidjson.hpp>
 
@@ -50,17 +50,17 @@ public:
     ///                  make the copy of a short string faster.
     void string(std::string_view text, std::size_t readable) {
         auto* value = static_cast<rapidjson::Value*>(push());
-        if (text.size() > platform::RawValue::longestInline) {
+        if (text.size() > base::RawValue::longestInline) {
             setLongString(*value, text);
             return;
         }
         if (readable >= sizeof(rapidjson::Value)) {
-            copyShort(platform::RawValue::inlineBytes(*value), text.data(), text.size());
+            copyShort(base::RawValue::inlineBytes(*value), text.data(), text.size());
         } else {
-            std::memset(platform::RawValue::inlineBytes(*value), 0, sizeof(rapidjson::Value));
-            std::copy(text.begin(), text.end(), platform::RawValue::inlineBytes(*value));
+            std::memset(base::RawValue::inlineBytes(*value), 0, sizeof(rapidjson::Value));
+            std::copy(text.begin(), text.end(), base::RawValue::inlineBytes(*value));
         }
-        platform::RawValue::setInlineString(*value, text.size());
+        base::RawValue::setInlineString(*value, text.size());
     }
 
     void startObject() { push(); }
@@ -68,11 +68,11 @@ public:
     // The end of a container says how many members or elements it has: those that came last.
     void endObject(std::size_t members) {
         void* storage = takeLast(2 * members);
-        platform::RawValue::setObject(top_[-1], storage, members);
+        base::RawValue::setObject(top_[-1], storage, members);
     }
     void endArray(std::size_t elements) {
         void* storage = takeLast(elements);
-        platform::RawValue::setArray(top_[-1], storage, elements);
+        base::RawValue::setArray(top_[-1], storage, elements);
     }
 
     /// The finished root value; the builder is used up.

@@ -1,7 +1,7 @@
 #include "platform/numeric_array.hpp"
 
 #include "../element_count.hpp"
-#include "platform/huge_pages.hpp"
+#include "base/huge_pages.hpp"
 
 #include <algorithm>
 #include <cstdlib>
@@ -25,11 +25,11 @@ array_base::array_base(std::span<const unsigned long> dims, std::size_t element_
         throw std::length_error("numeric array: more bytes than memory has addresses");
     }
     const std::size_t bytes = std::max<std::size_t>(size_ * element_size, 1);
-    block_ = std::calloc(platform::roomOnHugePages(bytes), 1);
+    block_ = std::calloc(base::roomOnHugePages(bytes), 1);
     if (block_ == nullptr) {
         throw std::bad_alloc();
     }
-    data_ = platform::placeOnHugePages(block_, bytes);
+    data_ = base::placeOnHugePages(block_, bytes);
 }
 
 array_base::~array_base() {

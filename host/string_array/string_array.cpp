@@ -1,7 +1,7 @@
 #include "platform/string_array.hpp"
 
 #include "../element_count.hpp"
-#include "platform/huge_pages.hpp"
+#include "base/huge_pages.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -29,7 +29,7 @@ void requireIndex(std::size_t i, std::size_t size) {
 // fill.
 String::String(std::size_t ndims, const std::size_t* dims) : dims_(dims, dims + ndims) {
     const std::size_t count = embedded_host::elementCount(dims_);
-    platform::reserveOnHugePages(elements_, count);
+    base::reserveOnHugePages(elements_, count);
     elements_.resize(count);
 }
 
@@ -78,7 +78,7 @@ char16_t* String::store(std::u16string_view text) {
     const std::size_t capacity =
         std::max(needed, std::clamp(allocated_, smallestBlock, largestBlock));
     blocks_.push_back(std::make_unique_for_overwrite<char16_t[]>(capacity));
-    platform::adviseHugePages(blocks_.back().get(), capacity * sizeof(char16_t));
+    base::adviseHugePages(blocks_.back().get(), capacity * sizeof(char16_t));
     free_ = blocks_.back().get();
     room_ = capacity;
     allocated_ += capacity;

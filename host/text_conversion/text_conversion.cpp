@@ -1,7 +1,7 @@
 #include "platform/text_conversion.hpp"
 
+#include "base/huge_pages.hpp"
 #include "pieces.hpp"
-#include "platform/huge_pages.hpp"
 
 #include <unicode/ustring.h>
 #include <unicode/utf16.h>
@@ -205,7 +205,7 @@ template <class Result, std::size_t bufferSize, class From>
     }
     Result result;
     result.reserve(expectedLength(text, size));
-    platform::adviseHugePages(result.data(), result.capacity() * sizeof(result[0]));
+    base::adviseHugePages(result.data(), result.capacity() * sizeof(result[0]));
     for (std::size_t done = 0; done < size;) {
         const std::size_t length = pieceEnd(text + done, size - done, piece);
         result.append(buffer.data(), convertPiece(text + done, length, buffer.data()));

@@ -1,6 +1,6 @@
 #include "document/pool_pieces.hpp"
 
-#include "platform/pool_memory.hpp"
+#include "base/pool_memory.hpp"
 
 #include <stdexcept>
 
@@ -21,11 +21,11 @@ std::size_t pieceSize(std::size_t payload) {
     constexpr std::size_t alignment = 8;
     return payload == 0
                ? 0
-               : addSizes(payload, platform::poolHeaderSize + alignment - 1) & ~(alignment - 1);
+               : addSizes(payload, base::poolHeaderSize + alignment - 1) & ~(alignment - 1);
 }
 
 char* takeBlock(Pool& pool, std::size_t size) {
-    return static_cast<char*>(platform::takeFromPool(pool, size));
+    return static_cast<char*>(base::takeFromPool(pool, size));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "document/text_buffer.hpp"
 
-#include "platform/huge_pages.hpp"
+#include "base/huge_pages.hpp"
 
 #include <algorithm>
 #include <array>
@@ -37,7 +37,7 @@ char* TextBuffer::grow(char* at, std::size_t count) {
     }
     const std::size_t needed = used + count;
     for (const std::size_t capacity : capacities(used, needed)) {
-        auto* const block = static_cast<char*>(platform::moveToLarger(begin_, used, capacity));
+        auto* const block = static_cast<char*>(base::moveToLarger(begin_, used, capacity));
         if (block != nullptr) {
             begin_ = block;
             limit_ = block + capacity;

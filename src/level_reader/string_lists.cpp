@@ -1,7 +1,7 @@
+#include "base/pool_memory.hpp"
+#include "base/raw_value.hpp"
 #include "level_reader/level.hpp"
 #include "node_content/text.hpp"
-#include "platform/pool_memory.hpp"
-#include "platform/raw_value.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
 
@@ -43,11 +43,11 @@ void LevelReader::setKeyNames(const std::vector<std::u16string>& names) {
     // Not AddMember: it writes through null where the pool has no memory, and takes the members
     // anew time and again as they become more. No overflow: a name is two thirds of a member.
     auto* const members = static_cast<Member*>(
-        platform::takeFromPool(dom.document.GetAllocator(), names.size() * sizeof(Member)));
+        base::takeFromPool(dom.document.GetAllocator(), names.size() * sizeof(Member)));
     for (std::size_t i = 0; i < names.size(); ++i) {
         rapidjson::Value name = makeStringValue(names[i], dom.document);
         (new (members + i) Member)->name = name;
-        platform::RawValue::setObject(*current, members, i + 1);
+        base::RawValue::setObject(*current, members, i + 1);
     }
 }
 

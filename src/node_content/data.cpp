@@ -1,9 +1,9 @@
 #include "document/errors.hpp"
-#include "node_content/columns.hpp"
 #include "node_content/number_class.hpp"
 #include "node_content/record_check.hpp"
 #include "node_content/text.hpp"
-#include "node_content/visit_nodes.hpp"
+#include "nodes/columns.hpp"
+#include "nodes/visit_nodes.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 

@@ -1,7 +1,7 @@
 #include "node_content/key_pattern.hpp"
 
+#include "base/raw_value.hpp"
 #include "document/errors.hpp"
-#include "platform/raw_value.hpp"
 #include "platform/text_conversion.hpp"
 
 #include <cstring>
@@ -32,7 +32,7 @@ KeyPattern::KeyPattern(const Tarvel::String::String& keys) : memberCount_(keys.s
     rapidjson::Document::AllocatorType unused; // a name held inside its value takes no memory
     for (std::size_t i = 0; i < memberCount_; ++i) {
         const std::string name = requireName(keys, i);
-        const bool isInline = name.size() <= platform::RawValue::longestInline;
+        const bool isInline = name.size() <= base::RawValue::longestInline;
         char* const member = bytes() + i * sizeof(Member);
         new (member + offsetof(Member, value)) rapidjson::Value();
         new (member + offsetof(Member, name))
@@ -53,10 +53,9 @@ void KeyPattern::copyTo(rapidjson::Value& node, char* storage) const {
     std::memcpy(storage, block_.data(), size());
     auto* const members = reinterpret_cast<Member*>(storage);
     for (const LongName& name : longNames_) {
-        platform::RawValue::setString(members[name.member].name, storage + name.offset,
-                                      name.length);
+        base::RawValue::setString(members[name.member].name, storage + name.offset, name.length);
     }
-    platform::RawValue::setObject(node, members, memberCount_);
+    base::RawValue::setObject(node, members, memberCount_);
 }
 
 } // namespace ostra::io::json::tree

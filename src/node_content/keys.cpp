@@ -1,10 +1,10 @@
+#include "base/parallel_loop.hpp"
+#include "base/pool_memory.hpp"
 #include "document/pool_pieces.hpp"
 #include "node_content/key_pattern.hpp"
 #include "node_content/key_union.hpp"
-#include "node_content/visit_nodes.hpp"
-#include "node_vector/distinct_nodes.hpp"
-#include "platform/parallel_loop.hpp"
-#include "platform/pool_memory.hpp"
+#include "nodes/distinct_nodes.hpp"
+#include "nodes/visit_nodes.hpp"
 #include "platform/text_conversion.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
@@ -38,7 +38,7 @@ constexpr std::size_t chunkSize = 1024;
 /// How many objects stand before each chunk; at the end, how many there are.
 std::vector<std::size_t> objectsBeforeChunks(std::span<rapidjson::Value* const> nodes) {
     std::vector<std::size_t> before((nodes.size() + chunkSize - 1) / chunkSize + 1);
-    platform::parallelLoop(before.size() - 1, [&](std::size_t begin, std::size_t end) {
+    base::parallelLoop(before.size() - 1, [&](std::size_t begin, std::size_t end) {
         for (std::size_t c = begin; c < end; ++c) {
             const auto rest = nodes.subspan(c * chunkSize);
             const auto chunk = rest.first(std::min(chunkSize, rest.size()));
@@ -60,7 +60,7 @@ char* takeBlocks(Pool& pool, std::size_t count, std::size_t size) {
     if (__builtin_mul_overflow(count, size, &bytes)) {
         throw std::length_error("more members than memory can hold");
     }
-    return static_cast<char*>(platform::takeFromPool(pool, bytes));
+    return static_cast<char*>(base::takeFromPool(pool, bytes));
 }
 
 } // namespace
@@ -107,7 +107,7 @@ void NodeVector::set_keys(const Tarvel::String::String& keys) {
         }
     };
     if (provablyDistinct(nodes)) {
-        platform::parallelLoop(before.size() - 1, copy);
+        base::parallelLoop(before.size() - 1, copy);
     } else {
         copy(0, before.size() - 1);
     }

@@ -1,8 +1,8 @@
 #include "node_content/record_check.hpp"
 
 #include "node_content/type_codes.hpp"
-#include "node_content/visit_nodes.hpp"
-#include "node_vector/distinct_nodes.hpp"
+#include "nodes/distinct_nodes.hpp"
+#include "nodes/visit_nodes.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
 

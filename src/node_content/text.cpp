@@ -1,7 +1,7 @@
 #include "node_content/text.hpp"
 
-#include "platform/pool_memory.hpp"
-#include "platform/raw_value.hpp"
+#include "base/pool_memory.hpp"
+#include "base/raw_value.hpp"
 #include "platform/text_conversion.hpp"
 
 #include <cstring>
@@ -14,14 +14,14 @@ std::u16string toUString(const rapidjson::Value& value) {
 
 rapidjson::Value makeStringValue(const std::u16string& text, rapidjson::Document& document) {
     const std::string utf8 = fl::i18n::ustring_to_utf8(text);
-    if (utf8.size() <= platform::RawValue::longestInline) {
+    if (utf8.size() <= base::RawValue::longestInline) {
         return {utf8.data(), utf8.size(), document.GetAllocator()};
     }
     // Not RapidJSON's own copy: it writes through null where the pool has no memory.
-    void* const bytes = platform::takeFromPool(document.GetAllocator(), utf8.size() + 1);
+    void* const bytes = base::takeFromPool(document.GetAllocator(), utf8.size() + 1);
     std::memcpy(bytes, utf8.c_str(), utf8.size() + 1);
     rapidjson::Value value;
-    platform::RawValue::setString(value, static_cast<const char*>(bytes), utf8.size());
+    base::RawValue::setString(value, static_cast<const char*>(bytes), utf8.size());
     return value;
 }
 

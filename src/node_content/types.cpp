@@ -1,9 +1,9 @@
-#include "node_content/columns.hpp"
+#include "base/parallel_loop.hpp"
 #include "node_content/type_code.hpp"
 #include "node_content/type_codes.hpp"
-#include "node_content/visit_nodes.hpp"
-#include "node_vector/distinct_nodes.hpp"
-#include "platform/parallel_loop.hpp"
+#include "nodes/columns.hpp"
+#include "nodes/distinct_nodes.hpp"
+#include "nodes/visit_nodes.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
@@ -32,7 +32,7 @@ std::span<const std::uint8_t> usedTypeCodes(const NumericArray<std::uint8_t>& ty
 
 NumericArray<std::uint8_t> NodeVector::get_types() const {
     NumericArray<std::uint8_t> types = makeColumn<std::uint8_t>(nodes.size());
-    platform::parallelLoop(nodes.size(), [&](std::size_t begin, std::size_t end) {
+    base::parallelLoop(nodes.size(), [&](std::size_t begin, std::size_t end) {
         const auto some = std::span(nodes).subspan(begin, end - begin);
         std::uint8_t* const codes = types->data() + begin;
         visitNodes<Access::ReadType>(some, [&](const rapidjson::Value& node, std::size_t i) {
@@ -52,7 +52,7 @@ void NodeVector::set_types(const NumericArray<std::uint8_t>& types) {
         });
     };
     if (provablyDistinct(std::span(nodes).first(codes.size()))) {
-        platform::parallelLoop(codes.size(), reset);
+        base::parallelLoop(codes.size(), reset);
     } else {
         reset(0, codes.size()); // the last code of a node that stands here twice wins
     }

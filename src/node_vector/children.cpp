@@ -1,5 +1,5 @@
+#include "base/huge_pages.hpp"
 #include "document/container.hpp"
-#include "platform/huge_pages.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
@@ -11,7 +11,7 @@ NodeVector NodeVector::get_children() const {
         total += childCount(*node);
     }
     std::vector<rapidjson::Value*> children;
-    platform::reserveOnHugePages(children, total); // half a million: 1.2 ms instead of 1.9
+    base::reserveOnHugePages(children, total); // half a million: 1.2 ms instead of 1.9
     for (rapidjson::Value* node : nodes) {
         const rapidjson::SizeType count = childCount(*node);
         for (rapidjson::SizeType i = 0; i < count; ++i) {

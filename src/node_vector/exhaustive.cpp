@@ -1,6 +1,6 @@
-#include "node_content/columns.hpp"
+#include "base/parallel_loop.hpp"
 #include "node_vector/selector_walk.hpp"
-#include "platform/parallel_loop.hpp"
+#include "nodes/columns.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
@@ -96,7 +96,7 @@ NodeVector::get_children_exhaustive(const std::string& selector) const {
     const std::size_t chunkSize = chunkSizeFor(nodes.size());
     std::vector<Leaves> chunks((nodes.size() + chunkSize - 1) / chunkSize);
     NumericArray<std::uint64_t> counts = makeColumn<std::uint64_t>(nodes.size());
-    platform::parallelLoop(chunks.size(), [&](std::size_t begin, std::size_t end) {
+    base::parallelLoop(chunks.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t c = begin; c < end; ++c) {
             const std::size_t first = c * chunkSize;
             const std::size_t count = std::min(chunkSize, nodes.size() - first);

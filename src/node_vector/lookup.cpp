@@ -1,7 +1,7 @@
-#include "node_content/columns.hpp"
+#include "base/huge_pages.hpp"
+#include "base/parallel_loop.hpp"
 #include "node_vector/selector_walk.hpp"
-#include "platform/huge_pages.hpp"
-#include "platform/parallel_loop.hpp"
+#include "nodes/columns.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
@@ -21,10 +21,10 @@ std::pair<NodeVector, NumericArray<bool>> lookUp(const NodeVector& from, const R
     // Slots and result in one array: with a second one for the result, page faults took as long as
     // half of the walk itself. Zeroing a warm one takes a fiftieth of it.
     std::vector<rapidjson::Value*> found;
-    platform::reserveOnHugePages(found, count);
+    base::reserveOnHugePages(found, count);
     found.resize(count);
     NumericArray<bool> missing = makeColumn<bool>(count);
-    platform::parallelLoop(count, [&](std::size_t begin, std::size_t end) {
+    base::parallelLoop(count, [&](std::size_t begin, std::size_t end) {
         resolve(std::span(from.nodes).subspan(begin, end - begin), found.data() + begin);
         std::transform(found.data() + begin, found.data() + end, missing->data() + begin,
                        [](const rapidjson::Value* value) { return value == nullptr; });

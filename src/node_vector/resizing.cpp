@@ -1,7 +1,7 @@
+#include "base/parallel_loop.hpp"
 #include "document/pool_pieces.hpp"
-#include "node_content/visit_nodes.hpp"
-#include "node_vector/address_runs.hpp"
-#include "platform/parallel_loop.hpp"
+#include "nodes/address_runs.hpp"
+#include "nodes/visit_nodes.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
@@ -123,7 +123,7 @@ void NodeVector::set_number_of_children(unsigned long count) {
         return rest.first(std::min(chunkSize, rest.size()));
     };
     std::vector<Survey> surveys((nodes.size() + chunkSize - 1) / chunkSize);
-    platform::parallelLoop(surveys.size(), [&](std::size_t begin, std::size_t end) {
+    base::parallelLoop(surveys.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t c = begin; c < end; ++c) {
             surveys[c] = survey(chunk(c), count);
         }
@@ -142,7 +142,7 @@ void NodeVector::set_number_of_children(unsigned long count) {
         }
     };
     if (independent) {
-        platform::parallelLoop(surveys.size(), resizeChunks);
+        base::parallelLoop(surveys.size(), resizeChunks);
     } else {
         // What was surveyed is enough here too: no array comes to need more through another.
         resizeChunks(0, surveys.size());

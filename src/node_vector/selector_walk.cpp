@@ -1,7 +1,7 @@
 #include "node_vector/selector_walk.hpp"
 
 #include "document/pointer_step.hpp"
-#include "node_content/visit_nodes.hpp"
+#include "nodes/visit_nodes.hpp"
 
 #include <algorithm>
 

@@ -20,7 +20,7 @@
 #include <oneapi/tbb/task_group.h>
 #endif
 
-namespace platform {
+namespace base {
 
 #ifndef TVIOJSONTREE_PLAIN_THREADS
 
@@ -100,4 +100,4 @@ void parallelLoop(std::size_t count, const Body& body) {
 
 #endif
 
-} // namespace platform
+} // namespace base

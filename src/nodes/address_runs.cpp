@@ -1,4 +1,4 @@
-#include "node_vector/address_runs.hpp"
+#include "nodes/address_runs.hpp"
 
 #include <algorithm>
 

@@ -6,11 +6,11 @@
 
 #include <cstddef>
 
-namespace platform {
+namespace base {
 
 struct RawValueAccess;
 
-} // namespace platform
+} // namespace base
 
 namespace rapidjson {
 
@@ -24,7 +24,7 @@ namespace rapidjson {
 /// friendship for the same purpose. Nothing else in this library, nor in its embedded host, depends
 /// on how RapidJSON lays out its values.
 template <>
-class GenericDocument<UTF8<>, MemoryPoolAllocator<>, platform::RawValueAccess> {
+class GenericDocument<UTF8<>, MemoryPoolAllocator<>, base::RawValueAccess> {
 public:
     /// Makes a fresh value an array of `count` elements at `elements`.
     static void setArray(Value& value, void* elements, SizeType count) {
@@ -63,9 +63,9 @@ public:
 
 } // namespace rapidjson
 
-namespace platform {
+namespace base {
 
 using RawValue =
     rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<>, RawValueAccess>;
 
-} // namespace platform
+} // namespace base

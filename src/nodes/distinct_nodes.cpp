@@ -1,7 +1,7 @@
-#include "node_vector/distinct_nodes.hpp"
+#include "nodes/distinct_nodes.hpp"
 
-#include "node_vector/address_runs.hpp"
-#include "platform/parallel_loop.hpp"
+#include "base/parallel_loop.hpp"
+#include "nodes/address_runs.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -49,7 +49,7 @@ Stretch look(std::span<rapidjson::Value* const> nodes) {
 bool provablyDistinct(std::span<rapidjson::Value* const> nodes) {
     constexpr std::size_t stretchSize = 32'768;
     std::vector<Stretch> stretches((nodes.size() + stretchSize - 1) / stretchSize);
-    platform::parallelLoop(stretches.size(), [&](std::size_t begin, std::size_t end) {
+    base::parallelLoop(stretches.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t s = begin; s < end; ++s) {
             const auto rest = nodes.subspan(s * stretchSize);
             stretches[s] = look(rest.first(std::min(stretchSize, rest.size())));

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <vector>
 
-namespace platform {
+namespace base {
 
 inline constexpr std::size_t hugePage = std::size_t{2} << 20U;
 
@@ -85,4 +85,4 @@ void reserveOnHugePages(std::vector<T>& values, std::size_t count) {
     adviseHugePages(values.data(), values.capacity() * sizeof(T));
 }
 
-} // namespace platform
+} // namespace base

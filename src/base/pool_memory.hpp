@@ -2,7 +2,7 @@
 
 /// Memory from a document's pool, for both sides of the seam.
 
-#include "huge_pages.hpp"
+#include "base/huge_pages.hpp"
 
 #include <ostra/io/json/tree/rapidjson.hpp>
 
@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <new>
 
-namespace platform {
+namespace base {
 
 /// Room for the header that RapidJSON keeps at the start of a buffer: 24 bytes in release 1.1.0, up
 /// to 64 in later ones.
@@ -28,4 +28,4 @@ inline void* takeFromPool(rapidjson::Document::AllocatorType& pool, std::size_t 
     return placeOnHugePages(block, size);
 }
 
-} // namespace platform
+} // namespace base
