@@ -1,4 +1,5 @@
-#pragma once
+#ifndef TVIOJSONTREE_PLATFORM_EXCEPTIONS_HPP
+#define TVIOJSONTREE_PLATFORM_EXCEPTIONS_HPP
 
 /// What the host's foundation library (libtvfl) gives us: exceptions that carry a message
 /// identifier and arguments, which the host turns into localized text.
@@ -96,3 +97,5 @@ private:
 };
 
 } // namespace foundation::core::except
+
+#endif

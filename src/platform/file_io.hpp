@@ -1,4 +1,5 @@
-#pragma once
+#ifndef TVIOJSONTREE_PLATFORM_FILE_IO_HPP
+#define TVIOJSONTREE_PLATFORM_FILE_IO_HPP
 
 /// What the host's file library (libtviocommonfile) gives us: whole files in and out.
 
@@ -25,3 +26,5 @@ std::vector<char> readall(const std::u16string& path);
 void writeall(const std::u16string& path, const char* data, std::size_t size);
 
 } // namespace ostra::io::common::file
+
+#endif

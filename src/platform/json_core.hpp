@@ -1,4 +1,5 @@
-#pragma once
+#ifndef TVIOJSONTREE_PLATFORM_JSON_CORE_HPP
+#define TVIOJSONTREE_PLATFORM_JSON_CORE_HPP
 
 /// What the host's JSON core library (libtviojsoncore) gives us: the parser, and the meaning of
 /// selectors and node names.
@@ -55,3 +56,5 @@ std::optional<std::string> resolve_node_name_to_selector(const rapidjson::Value&
                                                          const std::string& name);
 
 } // namespace ostra::io::json::core
+
+#endif

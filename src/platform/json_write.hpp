@@ -1,4 +1,5 @@
-#pragma once
+#ifndef TVIOJSONTREE_PLATFORM_JSON_WRITE_HPP
+#define TVIOJSONTREE_PLATFORM_JSON_WRITE_HPP
 
 /// The host's options for writing JSON text.
 
@@ -14,3 +15,5 @@ struct WriteStructOptions {
 };
 
 } // namespace ostra::io::json::write::struct_
+
+#endif

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef TVIOJSONTREE_PLATFORM_NUMERIC_ARRAY_HPP
+#define TVIOJSONTREE_PLATFORM_NUMERIC_ARRAY_HPP
 
 /// What the host's numeric array library (libqx) gives us: typed, n-dimensional arrays whose data
 /// is one contiguous block in element order, so that a binding can wrap a column without copying.
@@ -98,3 +99,5 @@ array_base* do_create_numeric(cppcompat::detail::span::span<const unsigned long>
 
 } // namespace detail
 } // namespace matrix
+
+#endif

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef TVIOJSONTREE_PLATFORM_STRING_ARRAY_HPP
+#define TVIOJSONTREE_PLATFORM_STRING_ARRAY_HPP
 
 /// What the host's string library (libtvstring_core) gives us: n-dimensional arrays of UTF-16
 /// strings, each of which may be missing.
@@ -64,3 +65,5 @@ private:
 std::unique_ptr<String> make_String(std::size_t ndims, const std::size_t* dims);
 
 } // namespace Tarvel::String
+
+#endif

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef TVIOJSONTREE_PLATFORM_TEXT_CONVERSION_HPP
+#define TVIOJSONTREE_PLATFORM_TEXT_CONVERSION_HPP
 
 /// What the host's text library (libtvi18n) gives us: UTF-8 to UTF-16 and back. Lengths are 64-bit;
 /// embedded NUL characters are ordinary ones. Malformed input is the host's business and never an
@@ -21,3 +22,5 @@ std::u16string utf8_to_ustring(const char* text, std::size_t size);
 std::string ustring_to_utf8(const std::u16string& text);
 
 } // namespace fl::i18n
+
+#endif
