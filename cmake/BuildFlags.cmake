@@ -1,5 +1,7 @@
 # Flags for our own targets only, never for consumers.
 function(tviojsontree_flags target)
+    # The rooms below src/ are ours alone: a consumer finds the seam beside the public headers.
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src)
     # Calls inside a library stay inside it.
     target_compile_options(${target} PRIVATE -fno-semantic-interposition)
     if(TVIOJSONTREE_DEVELOPER)

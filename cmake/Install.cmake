@@ -1,35 +1,53 @@
+# What is installed, in three components: `runtime`, `development` and `program`. Nothing installed
+# carries a path of the build; a prefix may be moved as a whole.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tviojsontree)
-set(installed_targets tviojsontree tviojsontree_interface)
+# The embedded host's libraries carry the names of a real host's, so they stay out of the folder
+# where every program looks.
+set(host_dir ${CMAKE_INSTALL_LIBDIR}/tviojsontree)
+
+# Our libraries, and the folders of public headers below include/ostra/io/json.
+set(libraries tviojsontree)
+set(header_rooms tree)
+set(host_libraries)
 if(NOT TVIOJSONTREE_HOST_PREFIX)
-    list(APPEND installed_targets tviojsoncore tviocommonfile tvi18n tvfl tvstring_core qx)
+    set(host_libraries tviojsoncore tviocommonfile tvi18n tvfl tvstring_core qx)
 endif()
 
-# Installed libraries find each other beside themselves, wherever the prefix is moved to.
-foreach(target IN LISTS installed_targets)
-    get_target_property(type ${target} TYPE)
-    if(type STREQUAL "SHARED_LIBRARY")
-        set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
-    endif()
-endforeach()
-if(TVIOJSONTREE_HOST_PREFIX)
+set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN;$ORIGIN/tviojsontree")
+if(host_libraries)
+    set_target_properties(${host_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    install(TARGETS ${host_libraries} EXPORT tviojsontreeTargets
+            LIBRARY DESTINATION ${host_dir} COMPONENT runtime)
+else()
     # In the host's process its libraries are loaded already; a program without it finds them here.
-    set_target_properties(tviojsontree PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
+    set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN"
+                          INSTALL_RPATH_USE_LINK_PATH ON)
 endif()
+install(TARGETS ${libraries} tviojsontree_interface EXPORT tviojsontreeTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+        NAMELINK_COMPONENT development)
 
-install(TARGETS ${installed_targets} EXPORT tviojsontreeTargets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY include/ostra DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY src/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tviojsontree
+# The seam's headers go beside the public ones that include them, where an include in quotes finds
+# them before anybody else's `platform/` folder. In the tree a link does the same.
+foreach(room IN LISTS header_rooms)
+    install(DIRECTORY include/ostra/io/json/${room} COMPONENT development
+            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ostra/io/json
+            FILES_MATCHING PATTERN "*.hpp" PATTERN platform EXCLUDE)
+endforeach()
+install(DIRECTORY src/platform COMPONENT development
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ostra/io/json/tree
         FILES_MATCHING PATTERN "*.hpp")
-install(EXPORT tviojsontreeTargets NAMESPACE tviojsontree:: DESTINATION ${package_dir})
+
+install(EXPORT tviojsontreeTargets NAMESPACE tviojsontree:: DESTINATION ${package_dir}
+        COMPONENT development)
 configure_package_config_file(cmake/tviojsontreeConfig.cmake.in tviojsontreeConfig.cmake
                               INSTALL_DESTINATION ${package_dir})
-write_basic_package_version_file(tviojsontreeConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/tviojsontreeConfig.cmake
-              ${PROJECT_BINARY_DIR}/tviojsontreeConfigVersion.cmake
-        DESTINATION ${package_dir})
+write_basic_package_version_file(tviojsontreeConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+set(package_files ${CMAKE_CURRENT_BINARY_DIR}/tviojsontreeConfig.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/tviojsontreeConfigVersion.cmake cmake/Dependencies.cmake)
 if(TVIOJSONTREE_HOST_PREFIX)
-    install(FILES cmake/ExternalHost.cmake DESTINATION ${package_dir})
+    list(APPEND package_files cmake/ExternalHost.cmake)
 endif()
+install(FILES ${package_files} DESTINATION ${package_dir} COMPONENT development)

@@ -1,7 +1,7 @@
 // Text conversion against slow, obvious converters that look at one character at a time.
 
-#include "../host/text_conversion/pieces.hpp"
 #include "platform/text_conversion.hpp"
+#include "text_conversion/pieces.hpp"
 
 #include <gtest/gtest.h>
 

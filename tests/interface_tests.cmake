@@ -6,6 +6,15 @@ if(TVIOJSONTREE_SANITIZER)
     return()
 endif()
 
+set(libraries $<TARGET_FILE:tviojsontree>)
+if(NOT TVIOJSONTREE_HOST_PREFIX)
+    foreach(library tviojsoncore tviocommonfile tvi18n tvfl tvstring_core qx)
+        list(APPEND libraries $<TARGET_FILE:${library}>)
+    endforeach()
+endif()
+command_test(exported_symbols exported_symbols.sh ${CMAKE_CURRENT_SOURCE_DIR}/exported_symbols
+             ${libraries})
+
 # Compilers describe the same types differently: the baseline is GCC's.
 find_program(ABIDW abidw)
 find_program(ABIDIFF abidiff)
@@ -19,8 +28,6 @@ else()
     message(STATUS "The binary interface is not compared: that takes GCC and abigail-tools")
 endif()
 
-if(CMAKE_BUILD_TYPE MATCHES "Rel" AND NOT TVIOJSONTREE_HOST_PREFIX)
-    command_test(hardened hardened_test.sh ${PROJECT_BINARY_DIR} $<TARGET_FILE:tviojsontree>
-                 $<TARGET_FILE:tviojsoncore> $<TARGET_FILE:tviocommonfile> $<TARGET_FILE:tvi18n>
-                 $<TARGET_FILE:tvfl> $<TARGET_FILE:tvstring_core> $<TARGET_FILE:qx>)
+if(CMAKE_BUILD_TYPE MATCHES "Rel")
+    command_test(hardened hardened_test.sh ${PROJECT_BINARY_DIR} ${libraries})
 endif()

@@ -1,6 +1,6 @@
 #include "console.hpp"
 
-#include "platform/text_conversion.hpp"
+#include <ostra/io/json/tree/platform/text_conversion.hpp>
 
 #include <algorithm>
 #include <cerrno>

@@ -4,9 +4,8 @@
 
 #include <ostra/io/json/tree/level_reader.hpp>
 #include <ostra/io/json/tree/node_vector.hpp>
-
-#include "platform/file_io.hpp"
-#include "platform/text_conversion.hpp"
+#include <ostra/io/json/tree/platform/file_io.hpp>
+#include <ostra/io/json/tree/platform/text_conversion.hpp>
 
 #pragma GCC visibility push(default)
 
