@@ -51,3 +51,32 @@ if(TVIOJSONTREE_HOST_PREFIX)
     list(APPEND package_files cmake/ExternalHost.cmake)
 endif()
 install(FILES ${package_files} DESTINATION ${package_dir} COMPONENT development)
+
+# Found relative to the file itself, wherever the prefix is.
+file(RELATIVE_PATH prefix_from_pc /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" prefix_from_pc ${prefix_from_pc})
+set(pc_host_dir "\${prefix}/${host_dir}")
+if(TVIOJSONTREE_HOST_PREFIX)
+    get_filename_component(pc_host_dir ${TVIOJSONTREE_HOST_qx} DIRECTORY)
+endif()
+configure_file(cmake/tviojsontree.pc.in tviojsontree.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tviojsontree.pc COMPONENT development
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(TVIOJSONTREE_EXAMPLES)
+    file(RELATIVE_PATH libraries_from_bin /prefix/${CMAKE_INSTALL_BINDIR}
+         /prefix/${CMAKE_INSTALL_LIBDIR})
+    set_target_properties(jsontree PROPERTIES INSTALL_RPATH
+        "$ORIGIN/${libraries_from_bin};$ORIGIN/${libraries_from_bin}/tviojsontree")
+    if(TVIOJSONTREE_HOST_PREFIX)
+        set_target_properties(jsontree PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
+    endif()
+    install(TARGETS jsontree RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
+    configure_file(docs/jsontree.1.in jsontree.1 @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/jsontree.1 COMPONENT program
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES examples/jsontree/completion.bash RENAME jsontree COMPONENT program
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endif()
+install(FILES LICENSE cmake/copyright CHANGELOG.md COMPONENT documents
+        DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -60,6 +60,10 @@ int run(const std::vector<std::string>& arguments) {
             example::print(help);
             return 0;
         }
+        if (argument == "--version") {
+            example::print("jsontree " JSONTREE_VERSION "\n");
+            return 0;
+        }
     }
     const std::map<std::string, std::function<int(example::Arguments)>> commands{
         {"show", example::show}, {"copy", example::copy}, {"columns", example::columns}};

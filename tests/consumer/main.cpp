@@ -1,6 +1,8 @@
 /// Uses both styles through the installed headers and libraries, catches the host's exception
 /// across library boundaries, and lets the host destroy arrays that the library made.
 
+#include "platform/exceptions.hpp"
+
 #include <ostra/io/json/tree/level_reader.hpp>
 #include <ostra/io/json/tree/node_vector.hpp>
 
@@ -14,7 +16,7 @@ int main() {
     try {
         reader.cdSelector("a");
     } catch (const foundation::core::except::IMsgIDException& error) {
-        caught = error.GetID() == "OSTRA:io:json:common:InvalidJSONPointer" &&
+        caught = error.GetID() == expectedError &&
                  dynamic_cast<const std::exception*>(&error) != nullptr;
     }
 
