@@ -2,6 +2,7 @@
 # Checks that every test that SECURITY.md names exists: security_test.sh SOURCE_FOLDER
 set -euo pipefail
 cd "$1"
+# shellcheck disable=SC2016 # those are no expansions
 missing=$(grep -E '^\|' SECURITY.md | sed -E 's/^\|[^|]*\|//' | grep -oE '`[A-Za-z_.]+`' | tr -d '`' |
     while IFS=. read -r suite name; do
         case $suite in
@@ -12,6 +13,6 @@ missing=$(grep -E '^\|' SECURITY.md | sed -E 's/^\|[^|]*\|//' | grep -oE '`[A-Za
         esac || echo "$suite.$name"
     done)
 if [ -n "$missing" ]; then
-    echo "SECURITY.md names tests that do not exist:" $missing >&2
+    echo "SECURITY.md names tests that do not exist: ${missing//$'\n'/ }" >&2
     exit 1
 fi
