@@ -1,6 +1,7 @@
 # Tests of what the libraries look like from outside: promises, binary interface and hardening.
 
 command_test(security security_test.sh ${PROJECT_SOURCE_DIR})
+command_test(arrows arrows_test.sh ${PROJECT_SOURCE_DIR})
 
 if(TVIOJSONTREE_SANITIZER)
     return()
