@@ -8,10 +8,10 @@ jobs=$(nproc)
 build_packages=(g++ cmake ninja-build rapidjson-dev libtbb-dev libboost1.81-dev libicu-dev
     libsimdjson-dev)
 # What the tests, the benchmarks beside them and the format check add. `binutils` and
-# `abigail-tools` read the exported symbols.
+# `abigail-tools` read the exported symbols, python3 the includes.
 # shellcheck disable=SC2034 # for the scripts that source this file
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libboost-json1.81-dev
-    nlohmann-json3-dev clang-format clang libclang-rt-14-dev abigail-tools binutils)
+    nlohmann-json3-dev clang-format clang libclang-rt-14-dev abigail-tools binutils python3 pkgconf)
 
 fail() {
     echo "$(basename "$0"): $*" >&2

@@ -55,7 +55,7 @@ std::string outcome(const std::string& text, const ReadOptions& options, std::si
 void expectTheSame(const std::string& text) {
     for (const ReadOptions& options : {ReadOptions(), relaxed}) {
         const std::string whole = outcome(text, options, text.size() + 1);
-        for (const std::size_t chunkSize : {10, 40, 300}) {
+        for (const std::size_t chunkSize : {10U, 40U, 300U}) {
             EXPECT_EQ(outcome(text, options, chunkSize), whole) << chunkSize << ' ' << text;
         }
     }

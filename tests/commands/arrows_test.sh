@@ -3,8 +3,8 @@
 # arrows_test.sh PROJECT_ROOT
 set -euo pipefail
 root=$1
-check=$root/scripts/check_arrows
-"$check" "$root"
+includes=$root/scripts/includes
+"$includes" check
 diff -u "$root/scripts/arrows.txt" \
     <(awk '/^```arrows$/ { inside = 1; next } /^```$/ { inside = 0 } inside' "$root/CONTRIBUTING.md") ||
     { echo "CONTRIBUTING.md does not show scripts/arrows.txt" >&2; exit 1; }
@@ -15,7 +15,8 @@ cp -a "$root/include" "$root/src" "$root/host" "$work"
 while IFS='|' read -r file line complaint; do
     cp "$work/$file" "$work/kept"
     echo "$line" >>"$work/$file"
-    found=$("$check" "$work" "$root/scripts/arrows.txt") && { echo "$file: $line passes" >&2; exit 1; }
+    found=$("$includes" check "$work" "$root/scripts/arrows.txt") &&
+        { echo "$file: $line passes" >&2; exit 1; }
     grep -qE "^$file:[0-9]+: $complaint" <<<"$found" || { echo "$file: $line: $found" >&2; exit 1; }
     mv "$work/kept" "$work/$file"
 done <<'END'
