@@ -5,17 +5,23 @@ _jsontree() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command=show words
     COMPREPLY=()
+    # bash takes `--output=FILE` for three words.
+    if [[ $current == = ]]; then
+        current=
+    elif [[ $previous == = ]]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
     case ${COMP_WORDS[1]} in
     copy | columns) command=${COMP_WORDS[1]} ;;
     esac
     case $previous in
     --select | --depth | --records | --column) return ;;
     --set)
-        mapfile -t COMPREPLY < <(compgen -W "scale: rename: resize:" -- "$current")
         compopt -o nospace 2>/dev/null
+        mapfile -t COMPREPLY < <(compgen -W "scale: rename: resize:" -- "$current")
         return
         ;;
-    --output) current=${current#=} ;;
+    --output) ;;
     *)
         if [[ $current == -* ]]; then
             words="--output --pretty --compact --allow-comments --allow-trailing-commas --allow-nan"

@@ -45,6 +45,7 @@ const char* const help = R"(jsontree - look into JSON documents, level by level 
   (the words NaN and Infinity, also when writing; else a number that is not finite becomes null).
   Written JSON is compact, or with --pretty one element a line.
 
+  jsontree --help | --version
   Exit status: 0, or 1 after one line on the standard error that says what is wrong.
 )";
 

@@ -132,4 +132,24 @@ status=0
 same "$status $(cat err)" "1 jsontree: cannot write to the standard output: No space left on device"
 
 prints '.*--records POINTER.*' -- --help
+
+# What helps to use it knows every option.
+completion=$root/examples/jsontree/completion.bash
+for option in $("$program" --help | grep -oE -- '--[a-z-]+' | sort -u); do
+    sed 's/\\-/-/g' "$root/docs/jsontree.1.in" | grep -qE -- "$option\b" || complain "$option: not in the manual"
+    grep -qE -- "$option\b" "$completion" || complain "$option: not in the completion"
+done
+# completes EXPECTED WORD...: what bash offers for the last word, in order.
+completes() {
+    local expected=$1
+    shift
+    same "$(bash -c 'source "$0" && COMP_WORDS=(jsontree "$@") COMP_CWORD=$# && _jsontree 2>&1 &&
+        echo "${COMPREPLY[*]}"' "$completion" "$@")" "$expected"
+}
+completes "columns" col
+completes "--records" columns --r
+completes "--select" --se
+completes "scale: rename: resize:" columns --set ""
+completes "small.json" show sm
+completes "small.json" copy --output = sm
 exit $((failures > 0))
