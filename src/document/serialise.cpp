@@ -1,6 +1,6 @@
 #include "document/serialise.hpp"
 
-#include "document/number_text.hpp"
+#include "document/write_number.hpp"
 #include "document/string_text.hpp"
 #include "platform/file_io.hpp"
 #include "platform/text_conversion.hpp"

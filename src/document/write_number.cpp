@@ -1,4 +1,4 @@
-#include "document/number_text.hpp"
+#include "document/write_number.hpp"
 
 #include "document/text_buffer.hpp"
 
