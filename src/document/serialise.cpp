@@ -1,7 +1,7 @@
 #include "document/serialise.hpp"
 
-#include "document/write_number.hpp"
 #include "document/string_text.hpp"
+#include "document/write_number.hpp"
 #include "platform/file_io.hpp"
 #include "platform/text_conversion.hpp"
 

@@ -12,16 +12,32 @@ namespace ostra::io::json::tree {
 
 namespace {
 
-/// What to ask for, as long as it is refused. Large blocks are mapped and cost nothing where they
-/// are not touched, while copying the text into a larger block costs a third of writing it: few
-/// steps then. Where memory is short, a block just large enough would be outgrown at once.
+// Below, blocks come from the heap, where they are often extended in place, and are found warm by
+// the next text: malloc maps what is larger than 32 MiB anew each time, smaller ones only until the
+// first of their size has been freed. Above, they are mapped and cost nothing where they are not
+// touched, while copying the text costs a third of writing it: few steps then.
+constexpr std::size_t large = std::size_t{16} << 20U;
+
+/// What to ask for, as long as it is refused: a block just large enough would be outgrown at once.
 std::array<std::size_t, 4> capacities(std::size_t used, std::size_t needed) {
     constexpr std::size_t smallest = 4096;
     constexpr std::size_t firstMapped = std::size_t{64} << 20U;
-    constexpr std::size_t large = std::size_t{1} << 20U;
     const std::size_t best =
-        used < large ? std::max(smallest, 2 * needed) : std::max(firstMapped, 8 * needed);
+        used < large ? std::max(smallest, 4 * needed) : std::max(firstMapped, 8 * needed);
     return {best, needed + needed / 2, needed + needed / 16, needed};
+}
+
+/// Moves the text to a larger block, or extends its own.
+/// @return null where memory is exhausted, then the old block is as it was.
+void* enlarge(void* block, std::size_t used, std::size_t capacity) {
+    if (used >= large) {
+        return base::moveToLarger(block, used, capacity);
+    }
+    void* const larger = std::realloc(block, capacity);
+    if (larger != nullptr) {
+        base::adviseHugePages(larger, capacity);
+    }
+    return larger;
 }
 
 } // namespace
@@ -37,7 +53,7 @@ char* TextBuffer::grow(char* at, std::size_t count) {
     }
     const std::size_t needed = used + count;
     for (const std::size_t capacity : capacities(used, needed)) {
-        auto* const block = static_cast<char*>(base::moveToLarger(begin_, used, capacity));
+        auto* const block = static_cast<char*>(enlarge(begin_, used, capacity));
         if (block != nullptr) {
             begin_ = block;
             limit_ = block + capacity;
