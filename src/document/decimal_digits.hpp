@@ -10,6 +10,14 @@
 
 namespace ostra::io::json::tree {
 
+/// Four digits of a number below 10^4, one a byte, the first lowest.
+constexpr std::uint32_t fourDigits(std::uint32_t value) {
+    const std::uint32_t hundreds = value * 5243 >> 19U;
+    const std::uint32_t pairs = hundreds | (value - 100 * hundreds) << 16U;
+    const std::uint32_t tens = (pairs * 103 >> 10U) & 0x000F000F;
+    return tens | (pairs - 10 * tens) << 8U;
+}
+
 /// Eight digits of a number below 10^8, one a byte, the first lowest.
 constexpr std::uint64_t eightDigits(std::uint64_t value) {
     // Two halves of four digits, then four pairs, then eight digits side by side. Dividing by
@@ -31,7 +39,7 @@ inline __m128i sixteenDigits(std::uint64_t first, std::uint64_t second) {
         _mm_sub_epi64(eights, _mm_mul_epu32(tenThousands, _mm_set1_epi64x(10'000)));
     const __m128i fours = _mm_or_si128(tenThousands, _mm_slli_epi64(below, 32));
     const __m128i hundreds = _mm_srli_epi16(_mm_mulhi_epu16(fours, _mm_set1_epi16(5243)), 3);
-    const __m128i rest = _mm_sub_epi16(fours, _mm_mullo_epi16(hundreds, _mm_set1_epi16(100)));
+    const __m128i rest = _mm_sub_epi16(fours, _mm_madd_epi16(hundreds, _mm_set1_epi32(100)));
     const __m128i pairs = _mm_or_si128(hundreds, _mm_slli_epi32(rest, 16));
     const __m128i tens = _mm_mulhi_epu16(pairs, _mm_set1_epi16(6554));
     const __m128i ones = _mm_sub_epi16(pairs, _mm_mullo_epi16(tens, _mm_set1_epi16(10)));
@@ -39,6 +47,9 @@ inline __m128i sixteenDigits(std::uint64_t first, std::uint64_t second) {
 }
 
 /// Digits as characters.
+constexpr std::uint32_t textOf(std::uint32_t fourDigits) {
+    return fourDigits | 0x30303030;
+}
 constexpr std::uint64_t textOf(std::uint64_t eightDigits) {
     return eightDigits | 0x3030303030303030;
 }
@@ -48,11 +59,13 @@ inline __m128i textOf(__m128i sixteenDigits) {
 
 static_assert(std::endian::native == std::endian::little);
 
-/// Stores all eight bytes.
+/// Stores all four, eight or sixteen bytes.
+inline void store(char* at, std::uint32_t text) {
+    std::memcpy(at, &text, sizeof text);
+}
 inline void store(char* at, std::uint64_t text) {
     std::memcpy(at, &text, sizeof text);
 }
-/// Stores all sixteen bytes.
 inline void store(char* at, __m128i text) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(at), text);
 }

@@ -1,7 +1,7 @@
 #include "document/serialise.hpp"
 
-#include "document/string_text.hpp"
 #include "document/write_number.hpp"
+#include "document/write_string.hpp"
 #include "platform/file_io.hpp"
 #include "platform/text_conversion.hpp"
 
@@ -13,61 +13,66 @@ namespace ostra::io::json::tree {
 namespace {
 
 /// No white space at all.
-struct CompactLayout {
-    char* startEntry(TextBuffer& out, char* at, std::size_t /*depth*/) const {
-        return out.reserve(at, entryRoom);
+class CompactLayout {
+public:
+    void openLevel() {}
+    void closeLevel() {}
+    char* startLine(TextBuffer& out, char* at) const { return out.reserve(at, entryRoom); }
+    char* putColon(char* at) const {
+        *at = ':';
+        return at + 1;
     }
-    char* afterColon(char* at) const { return at; }
 };
 
 /// One element or member a line, as RapidJSON's `PrettyWriter` lays them out.
 class IndentedLayout {
 public:
     explicit IndentedLayout(const std::string& indent)
-        : character_(indent.empty() ? ' ' : indent.front()), count_(indent.size()) {}
-    char* startEntry(TextBuffer& out, char* at, std::size_t depth) const {
-        const std::size_t indentation = depth * count_;
-        at = out.reserve(at, entryRoom + indentation);
+        : character_(indent.empty() ? ' ' : indent.front()), perLevel_(indent.size()) {}
+    void openLevel() { indentation_ += perLevel_; }
+    void closeLevel() { indentation_ -= perLevel_; }
+    char* startLine(TextBuffer& out, char* at) const {
+        at = out.reserve(at, entryRoom + indentation_);
         *at++ = '\n';
         // A few more than wanted where these are few: a constant number needs no call.
         constexpr std::size_t few = 32;
         static_assert(few < entryRoom / 2);
         std::memset(at, character_, few);
-        if (indentation > few) {
-            std::memset(at + few, character_, indentation - few);
+        if (indentation_ > few) {
+            std::memset(at + few, character_, indentation_ - few);
         }
-        return at + indentation;
+        return at + indentation_;
     }
-    char* afterColon(char* at) const {
-        *at = ' ';
-        return at + 1;
-    }
+    char* putColon(char* at) const { return putWord(at, ": "); }
 
 private:
     char character_; // not checked for being white space: callers may want others
-    std::size_t count_;
+    std::size_t perLevel_;
+    std::size_t indentation_ = 0;
 };
 
-/// The entries of a container that are still to be written.
+/// The entries of a container that are still to be written: members of an object, elements of an
+/// array.
 struct Rest {
-    const rapidjson::Value::Member* member; // the next of an object, or
-    const rapidjson::Value* element;        // of an array, where `member` is null
-    rapidjson::SizeType left;
+    const void* next;
+    const void* end;
+    bool ofObject;
 };
 
 Rest entriesOf(const rapidjson::Value& container) {
     if (container.IsObject()) {
-        return {&*container.MemberBegin(), nullptr, container.MemberCount()};
+        const auto* const members = &*container.MemberBegin();
+        return {members, members + container.MemberCount(), true};
     }
-    return {nullptr, container.Begin(), container.Size()};
+    return {container.Begin(), container.End(), false};
 }
 
 bool hasEntries(const rapidjson::Value& value) {
     return (value.IsObject() && !value.ObjectEmpty()) || (value.IsArray() && !value.Empty());
 }
 
-/// Writes a scalar, an empty container, or the opening bracket of another.
-char* putHead(TextBuffer& out, char* at, const rapidjson::Value& value, bool allowNaNInf) {
+/// Writes a scalar or an empty container.
+char* putLeaf(TextBuffer& out, char* at, const rapidjson::Value& value, bool allowNaNInf) {
     switch (value.GetType()) {
     case rapidjson::kNullType:
         return putWord(at, "null");
@@ -76,9 +81,9 @@ char* putHead(TextBuffer& out, char* at, const rapidjson::Value& value, bool all
     case rapidjson::kTrueType:
         return putWord(at, "true");
     case rapidjson::kObjectType:
-        return value.ObjectEmpty() ? putWord(at, "{}") : putWord(at, "{");
+        return putWord(at, "{}");
     case rapidjson::kArrayType:
-        return value.Empty() ? putWord(at, "[]") : putWord(at, "[");
+        return putWord(at, "[]");
     case rapidjson::kStringType:
         return putString(out, at, value);
     case rapidjson::kNumberType:
@@ -92,49 +97,50 @@ char* putHead(TextBuffer& out, char* at, const rapidjson::Value& value, bool all
 ///
 /// Flattened: calls for every key, value and number cost a sixth of the whole.
 template <class Layout>
-[[gnu::flatten]] void writeTree(TextBuffer& out, const rapidjson::Value& root, bool allowNaNInf,
-                                const Layout& layout) {
-    char* at = putHead(out, out.reserve(nullptr, entryRoom), root, allowNaNInf);
+[[gnu::flatten]] char* writeTree(TextBuffer& out, const rapidjson::Value& root, bool allowNaNInf,
+                                 Layout layout) {
+    char* at = out.reserve(nullptr, entryRoom);
     if (!hasEntries(root)) {
-        out.finish(at);
-        return;
+        return putLeaf(out, at, root, allowNaNInf);
     }
     std::vector<Rest> outer; // the containers around the one that is being written
     Rest rest = entriesOf(root);
-    bool first = true;
+    *at++ = rest.ofObject ? '{' : '[';
+    layout.openLevel();
     for (;;) {
-        while (rest.left != 0) {
-            if (!first) {
-                *at++ = ',';
-            }
-            first = false;
-            at = layout.startEntry(out, at, outer.size() + 1);
-            --rest.left;
-            const rapidjson::Value* value = rest.element;
-            if (rest.member != nullptr) {
-                at = putString(out, at, rest.member->name);
-                *at++ = ':';
-                at = layout.afterColon(at);
-                value = &rest.member++->value;
+        while (rest.next != rest.end) {
+            at = layout.startLine(out, at);
+            const rapidjson::Value* value = nullptr;
+            if (rest.ofObject) {
+                const auto* const member = static_cast<const rapidjson::Value::Member*>(rest.next);
+                rest.next = member + 1;
+                at = putString(out, at, member->name);
+                at = layout.putColon(at);
+                value = &member->value;
             } else {
-                ++rest.element;
+                value = static_cast<const rapidjson::Value*>(rest.next);
+                rest.next = value + 1;
             }
-            at = putHead(out, at, *value, allowNaNInf);
             if (hasEntries(*value)) {
                 outer.push_back(rest);
                 rest = entriesOf(*value);
-                first = true;
+                *at++ = rest.ofObject ? '{' : '[';
+                layout.openLevel();
+            } else {
+                at = putLeaf(out, at, *value, allowNaNInf);
+                *at++ = ',';
             }
         }
-        at = layout.startEntry(out, at, outer.size());
-        *at++ = rest.member != nullptr ? '}' : ']';
+        --at; // the last comma
+        layout.closeLevel();
+        at = layout.startLine(out, at);
+        *at++ = rest.ofObject ? '}' : ']';
         if (outer.empty()) {
-            out.finish(at);
-            return;
+            return at;
         }
+        *at++ = ',';
         rest = outer.back();
         outer.pop_back();
-        first = false;
     }
 }
 
@@ -145,9 +151,9 @@ TextBuffer serialise(const rapidjson::Value& value,
     TextBuffer text;
     if (options.prettyPrint) {
         const std::string indent = fl::i18n::ustring_to_utf8(options.indentText);
-        writeTree(text, value, options.allowNaNInf, IndentedLayout(indent));
+        text.finish(writeTree(text, value, options.allowNaNInf, IndentedLayout(indent)));
     } else {
-        writeTree(text, value, options.allowNaNInf, CompactLayout());
+        text.finish(writeTree(text, value, options.allowNaNInf, CompactLayout()));
     }
     return text;
 }

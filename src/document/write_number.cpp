@@ -4,8 +4,10 @@
 #include "document/shortest_decimal.hpp"
 #include "document/text_buffer.hpp"
 
+#include <array>
 #include <bit>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -16,30 +18,62 @@ namespace {
 constexpr std::uint64_t tenTo8 = 100'000'000;
 constexpr std::uint64_t tenTo16 = tenTo8 * tenTo8;
 
-/// Writes a number below 10^8 without zeros in front: how many digits there are is hard to predict,
-/// and counting them first takes twice as long.
-/// @param at  room for eight bytes.
-char* putSmall(char* at, std::uint64_t value) {
-    const std::uint64_t digits = eightDigits(value);
-    constexpr std::uint64_t lastDigit = std::uint64_t{1} << 56U; // stays where all are 0
-    const int leadingZeros = std::countr_zero(digits | lastDigit) / 8;
-    store(at, textOf(digits) >> 8 * leadingZeros);
-    return at + 8 - leadingZeros;
+/// The powers of ten that fit.
+constexpr auto powers = [] {
+    std::array<std::uint64_t, 20> result{1};
+    for (std::size_t i = 1; i < result.size(); ++i) {
+        result[i] = 10 * result[i - 1];
+    }
+    return result;
+}();
+
+/// How many digits an integer of at least 10^8 has.
+int digitCount(std::uint64_t value) {
+    const auto atLeast = static_cast<int>(std::bit_width(value) * 1233 >>
+                                          12U); // or one more; 1233 / 4096 is log10(2)
+    return atLeast + (value >= powers[static_cast<unsigned>(atLeast)] ? 1 : 0);
 }
 
-char* putInteger(char* at, std::uint64_t value) {
-    if (value < tenTo8) {
-        return putSmall(at, value);
-    }
+/// Writes an integer of at least 10^8.
+///
+/// Digits are counted beforehand: where the text goes on is then known to the processor long before
+/// they are.
+/// @param at  with room for `smallPiece` bytes.
+char* putLarge(char* at, std::uint64_t value) {
+    const int count = digitCount(value);
+    char* const end = at + count;
     if (value < tenTo16) {
-        at = putSmall(at, value / tenTo8);
-        store(at, textOf(eightDigits(value % tenTo8)));
-        return at + 8;
+        const __m128i text = textOf(sixteenDigits(value / tenTo8, value % tenTo8));
+        const auto first = static_cast<std::uint64_t>(_mm_cvtsi128_si64(text));
+        store(at, first >> 8 * (16 - count));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(end - 8), _mm_unpackhi_epi64(text, text));
+    } else {
+        const std::uint64_t above = value / tenTo16;
+        const std::uint64_t below = value % tenTo16;
+        store(at, textOf(fourDigits(static_cast<std::uint32_t>(above))) >> 8 * (20 - count));
+        store(end - 16, textOf(sixteenDigits(below / tenTo8, below % tenTo8)));
     }
-    at = putSmall(at, value / tenTo16);
-    const std::uint64_t below = value % tenTo16;
-    store(at, textOf(sixteenDigits(below / tenTo8, below % tenTo8)));
-    return at + 16;
+    return end;
+}
+
+/// Writes an integer, without zeros in front. Of short ones, they are counted among the digits: how
+/// many there are is hard to predict, and counting beforehand takes longer.
+/// @param at  with room for `smallPiece` bytes.
+char* putInteger(char* at, std::uint64_t value) {
+    if (value < 10'000) {
+        const std::uint32_t digits = fourDigits(static_cast<std::uint32_t>(value));
+        constexpr std::uint32_t lastDigit = std::uint32_t{1} << 24U; // stays where all are 0
+        const int zeros = std::countr_zero(digits | lastDigit) / 8;
+        store(at, textOf(digits) >> 8 * zeros);
+        return at + 4 - zeros;
+    }
+    if (value < tenTo8) {
+        const std::uint64_t digits = eightDigits(value);
+        const int zeros = std::countr_zero(digits) / 8;
+        store(at, textOf(digits) >> 8 * zeros);
+        return at + 8 - zeros;
+    }
+    return putLarge(at, value);
 }
 
 /// The text of a `Decimal`.
@@ -106,7 +140,7 @@ char* putExponent(char* at, int exponent) {
         *at++ = '-';
         exponent = -exponent;
     }
-    return putSmall(at, static_cast<unsigned>(exponent));
+    return putInteger(at, static_cast<unsigned>(exponent));
 }
 
 char* putFinite(char* at, double value) {
