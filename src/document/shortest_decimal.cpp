@@ -65,28 +65,24 @@ std::uint64_t nearestInteger(const Scaled& scaled) {
     return scaled.integer + (scaled.fraction >> 63U);
 }
 
-/// All bits set if `condition` is 1, none if it is 0. Which of two decimals it is cannot be
-/// predicted: a branch instead costs a third of the whole conversion.
-std::uint64_t maskIf(std::uint64_t condition) {
-    return -condition;
-}
-
 /// The decimal `integer` * 10^exponent.
 Decimal decimalOf(std::uint64_t integer, int exponent) {
-    // 16 or 17 digits, but for subnormal ones
-    const std::uint64_t sixteen = integer < fewestOfSeventeenDigits ? 1 : 0;
-    integer += 9 * integer & maskIf(sixteen);
-    exponent -= static_cast<int>(sixteen);
-    while (integer < fewestOfSeventeenDigits)
-        [[unlikely]] {
-            integer *= 10;
-            --exponent;
-        }
-    return {integer, exponent + 16};
+    exponent += 16;
+    for (; integer < fewestOfSeventeenDigits; --exponent) {
+        integer *= 10;
+    }
+    return {integer / 10, static_cast<unsigned>(integer % 10), exponent};
 }
 
-/// The same for 2^q * 2^52, not the smallest of its kind: the next smaller double is half as far
-/// away as the next larger one.
+/// One number or another: which of two decimals it is cannot be predicted, and a branch here costs
+/// a third of the whole conversion.
+std::uint64_t choose(bool condition, std::uint64_t one, std::uint64_t other) {
+    const std::uint64_t mask = -std::uint64_t{condition};
+    return other ^ ((other ^ one) & mask);
+}
+
+/// The shortest decimal for 2^q * 2^52, not the smallest of its kind: the next smaller double is
+/// half as far away as the next larger one.
 [[gnu::noinline]] Decimal decimalOfPowerOfTwo(int q) {
     const int k = floorLog10OfThreeQuarters(q);
     const Scaled scaled = scale(2 * hiddenBit, q - 1, k);
@@ -104,6 +100,32 @@ Decimal decimalOf(std::uint64_t integer, int exponent) {
     return decimalOf(lowerReadsBack ? nearestInteger(scaled) : scaled.integer + 1, k);
 }
 
+/// The number 10 * tens + last.
+struct Tens {
+    std::uint64_t tens;
+    std::uint64_t last;
+};
+
+/// The shortest integer in the rounding interval of c * 2^q, scaled.
+Tens shortest(const Scaled& scaled, std::uint64_t c) {
+    // From the next multiple of ten to the value, -5 to 5: modulo 8 beside 61 places, its magnitude
+    // fits.
+    const std::uint64_t nearestTens = (scaled.integer + 5) / 10;
+    const std::uint64_t integers = scaled.integer - 10 * nearestTens;
+    const std::uint64_t offset = (integers << 61U) + (scaled.fraction >> 3U);
+    const std::uint64_t negative = -(integers >> 63U);
+    const std::uint64_t distance = (offset ^ negative) - negative;
+    // At the very end of the interval the two differ by 0 or 1, elsewhere by 2 and more (where the
+    // multiple is outside) or at least 1 the other way. The ends belong to it if c is even.
+    const bool readsBack = distance < scaled.half + 2 * (~c & 1U);
+
+    // Where it does not, the integer next to the value lies between the same multiples of ten.
+    const std::uint64_t lowerTens = scaled.integer / 10;
+    const std::uint64_t tens = choose(readsBack, nearestTens, lowerTens);
+    const std::uint64_t last = choose(readsBack, 0, nearestInteger(scaled) - 10 * lowerTens);
+    return {tens, last};
+}
+
 } // namespace
 
 Decimal shortestDecimal(double value) {
@@ -113,21 +135,18 @@ Decimal shortestDecimal(double value) {
     if (significand == 0 && biased > 1) {
         return decimalOfPowerOfTwo(biased - exponentBias);
     }
-    const int q = (biased == 0 ? 1 : biased) - exponentBias;
+    if (biased == 0) [[unlikely]] {
+        const int q = 1 - exponentBias;
+        const int k = floorLog10OfPowerOfTwo(q);
+        const auto [tens, last] = shortest(scale(significand, q, k), significand);
+        return decimalOf(10 * tens + last, k);
+    }
+    const int q = biased - exponentBias;
     const int k = floorLog10OfPowerOfTwo(q);
-    const Scaled scaled = scale(biased == 0 ? significand : significand | hiddenBit, q, k);
-
-    const std::uint64_t multiple = (scaled.integer + 5) / 10 * 10;
-    // From the multiple to the value, -5 to 5: modulo 8 beside 61 places, its magnitude fits.
-    const std::uint64_t integers = scaled.integer - multiple;
-    const std::uint64_t offset = (integers << 61U) + (scaled.fraction >> 3U);
-    const std::uint64_t negative = maskIf(integers >> 63U);
-    const std::uint64_t distance = (offset ^ negative) - negative;
-    // At the very end of the interval the two differ by 0 or 1, elsewhere by 2 and more (where the
-    // multiple is outside) or at least 1 the other way. The ends belong to it if c is even.
-    const bool readsBack = distance < scaled.half + 2 * (~significand & 1U);
-    const std::uint64_t nearest = nearestInteger(scaled);
-    return decimalOf(nearest ^ ((nearest ^ multiple) & maskIf(readsBack)), k);
+    const auto [tens, last] = shortest(scale(significand | hiddenBit, q, k), significand);
+    const bool few = tens < fewestOfSeventeenDigits / 10; // 15 digits, or else 16
+    return {choose(few, 10 * tens + last, tens), static_cast<unsigned>(choose(few, 0, last)),
+            k + 16 - (few ? 1 : 0)};
 }
 
 } // namespace ostra::io::json::tree

@@ -6,9 +6,10 @@
 
 namespace ostra::io::json::tree {
 
-/// The number d.dddddddddddddddd * 10^exponent.
+/// The decimal number with the digits d.ddddddddddddddd and one more, times 10^exponent.
 struct Decimal {
-    std::uint64_t digits; // all 17 of them, the first is not 0
+    std::uint64_t sixteen; // the first of the digits as an integer, at least 10^15
+    unsigned last;         // the seventeenth
     int exponent;
 };
 

@@ -76,63 +76,53 @@ char* putInteger(char* at, std::uint64_t value) {
     return putLarge(at, value);
 }
 
-/// The text of a `Decimal`.
+/// The digits of a `Decimal` as characters.
 class DecimalText {
 public:
-    explicit DecimalText(std::uint64_t digits) {
-        const std::uint64_t firstNine = digits / tenTo8;
-        const std::uint64_t first = firstNine / tenTo8;
-        const __m128i sixteen = sixteenDigits(firstNine - first * tenTo8, digits % tenTo8);
-        first_ = static_cast<char>('0' + first);
-        others_ = textOf(sixteen);
+    explicit DecimalText(const Decimal& decimal) : last_(static_cast<char>('0' + decimal.last)) {
+        // Not by halves where the second is 0: whether it is can be hard to predict, and costs more
+        // than it saves even in files of six digits each.
+        const __m128i digits = sixteenDigits(decimal.sixteen / tenTo8, decimal.sixteen % tenTo8);
+        sixteen_ = textOf(digits);
         const auto zeros =
-            static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(sixteen, _mm_setzero_si128())));
-        count_ = std::bit_width((zeros ^ 0xFFFFU) << 1U | 1U);
+            static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(digits, _mm_setzero_si128())));
+        const unsigned others = (zeros ^ 0xFFFFU) | ((decimal.last + 15U) & 0x10U) << 12U;
+        count_ = (std::countl_zero(others) ^ 31) + 1;
     }
 
     /// How many digits there are without the zeros at the end, at least 1.
     int count() const { return count_; }
-    char first() const { return first_; }
 
     /// Stores all 17 digits.
     void storeAll(char* at) const {
-        *at = first_;
-        storeOthers(at + 1);
+        store(at, sixteen_);
+        at[16] = last_;
     }
-    /// Stores the 16 digits behind the first.
-    void storeOthers(char* at) const { store(at, others_); }
 
-    /// The first eight digits.
-    std::uint64_t firstEight() const {
-        return static_cast<std::uint64_t>(_mm_cvtsi128_si64(others_)) << 8U |
-               static_cast<unsigned char>(first_);
+    /// Stores all digits with a point behind the first `point` of them, 1 to 16.
+    void storeAround(char* at, int point) const {
+        constexpr int atOnce = 7;
+        storeAll(at + 1);
+        if (point <= atOnce) {
+            // The digits behind the point stand where they belong; those in front of it are put in
+            // by a mask. To store all and then move some takes longer: what has just been stored
+            // cannot be loaded in other pieces soon.
+            const auto first = static_cast<std::uint64_t>(_mm_cvtsi128_si64(sixteen_));
+            const std::uint64_t behind = ~std::uint64_t{0} << 8 * point;
+            store(at, first ^ ((first ^ first << 8U) & behind));
+        } else {
+            char digits[17];
+            storeAll(digits);
+            std::memcpy(at, digits, static_cast<unsigned>(point));
+        }
+        at[point] = '.';
     }
 
 private:
-    __m128i others_;
+    __m128i sixteen_;
     int count_;
-    char first_;
+    char last_;
 };
-
-/// Stores digits with the point behind the first `point` of them, 1 to 16.
-void storeAroundPoint(char* at, const DecimalText& text, int point) {
-    constexpr int atOnce = 7;
-    if (point <= atOnce) {
-        // The digits behind the point already stand where they belong if all are stored a place
-        // further; those in front of it are put in by a mask. Storing and moving them takes longer:
-        // bytes cannot be loaded soon after having been stored in other pieces.
-        text.storeOthers(at + 2);
-        const std::uint64_t here = text.firstEight();
-        const std::uint64_t behind = ~std::uint64_t{0} << 8 * point;
-        store(at, here ^ ((here ^ here << 8U) & behind));
-    } else {
-        char digits[17];
-        text.storeAll(digits);
-        text.storeAll(at);
-        std::memcpy(at + point + 1, digits + point, sizeof digits - static_cast<unsigned>(point));
-    }
-    at[point] = '.';
-}
 
 char* putExponent(char* at, int exponent) {
     *at++ = 'e';
@@ -153,29 +143,25 @@ char* putFinite(char* at, double value) {
         return putWord(at, "0.0");
     }
     const Decimal decimal = shortestDecimal(value);
-    const DecimalText text(decimal.digits);
-    const int point = decimal.exponent + 1;  // digits in front of it; negative: zeros behind it
-    if (0 < point && point < text.count()) { // 12.3
-        storeAroundPoint(at, text, point);
-        return at + text.count() + 1;
+    const DecimalText text(decimal);
+    const int count = text.count();
+    const int point = decimal.exponent + 1; // digits in front of it; negative: zeros behind it
+    if (0 < point && point < count) {       // 12.3
+        text.storeAround(at, point);
+        return at + count + 1;
     }
     if (-mostLeadingZeros <= point && point <= 0) { // 0.00123
         std::memcpy(at, "0.000000", 8);
         text.storeAll(at + 2 - point);
-        return at + 2 - point + text.count();
+        return at + 2 - point + count;
     }
     if (0 < point && point <= longestInteger) { // 12300.0
         text.storeAll(at);
         std::memcpy(at + 17, "0000", 4);
         return putWord(at + point, ".0");
     }
-    *at++ = text.first(); // 1e30, 1.23e30
-    if (text.count() > 1) {
-        *at = '.';
-        text.storeOthers(at + 1);
-        at += text.count();
-    }
-    return putExponent(at, decimal.exponent);
+    text.storeAround(at, 1); // 1e30, 1.23e30
+    return putExponent(at + (count > 1 ? count + 1 : 1), decimal.exponent);
 }
 
 } // namespace
