@@ -12,18 +12,18 @@ namespace ostra::io::json::tree {
 
 namespace {
 
-// Below, blocks come from the heap, where they are often extended in place, and are found warm by
-// the next text: malloc maps what is larger than 32 MiB anew each time, smaller ones only until the
-// first of their size has been freed. Above, they are mapped and cost nothing where they are not
-// touched, while copying the text costs a third of writing it: few steps then.
+// Below, blocks come from the heap, where they are mostly extended in place, and the next text
+// finds them warm: malloc maps what is above 32 MiB anew each time, but what is smaller only until
+// the first block of that size has been freed. Above, they are mapped and cost nothing where they
+// are not touched, while copying the text costs a third of writing it: few steps then.
 constexpr std::size_t large = std::size_t{16} << 20U;
 
 /// What to ask for, as long as it is refused: a block just large enough would be outgrown at once.
 std::array<std::size_t, 4> capacities(std::size_t used, std::size_t needed) {
     constexpr std::size_t smallest = 4096;
-    constexpr std::size_t firstMapped = std::size_t{64} << 20U;
-    const std::size_t best =
-        used < large ? std::max(smallest, 4 * needed) : std::max(firstMapped, 8 * needed);
+    constexpr std::size_t firstMapped = std::size_t{256} << 20U;
+    const std::size_t best = used < large ? std::clamp(4 * needed, smallest, needed + large)
+                                          : std::max(firstMapped, 8 * needed);
     return {best, needed + needed / 2, needed + needed / 16, needed};
 }
 

@@ -132,25 +132,28 @@ private:
 } // namespace
 
 char* putString(TextBuffer& out, char* at, const rapidjson::Value& string) {
-    // Most strings are held inside their values and need no escape: those are copied in two blocks
-    // without a loop.
+    // Most strings are held inside their values and need no escape: those are copied in one block
+    // or two without a loop.
+    static_assert(sizeof(rapidjson::Value) == blockSize + 8);
     const char* text = string.GetString();
     const std::size_t length = string.GetStringLength();
-    static_assert(sizeof(rapidjson::Value) == blockSize + 8);
-    if (text != reinterpret_cast<const char*>(&string)) {
-        return putLongString(out, at, text, length);
+    if (text == reinterpret_cast<const char*>(&string)) {
+        const __m128i head = loadBlock(text);
+        storeBlock(at + 1, head);
+        unsigned escapes = escapesIn(head);
+        if (length > blockSize) {
+            const auto* const rest = reinterpret_cast<const __m128i*>(text + blockSize);
+            const __m128i tail = _mm_loadl_epi64(rest);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(at + 1 + blockSize), tail);
+            escapes |= escapesIn(tail) << blockSize;
+        }
+        if ((escapes & ((1U << length) - 1)) == 0) [[likely]] {
+            at[0] = '"';
+            at[1 + length] = '"';
+            return at + 2 + length;
+        }
     }
-    const __m128i head = loadBlock(text);
-    const __m128i tail = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(text + blockSize));
-    const unsigned escapes = escapesIn(head) | escapesIn(tail) << blockSize;
-    if ((escapes & ((1U << length) - 1)) != 0) {
-        return putLongString(out, at, text, length);
-    }
-    *at = '"';
-    storeBlock(at + 1, head);
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(at + 1 + blockSize), tail);
-    at[1 + length] = '"';
-    return at + 2 + length;
+    return putLongString(out, at, text, length);
 }
 
 } // namespace ostra::io::json::tree
