@@ -1,5 +1,6 @@
 /// A text, read and written: against an independent parser, and back to itself.
 
+#include "slow_text.hpp"
 #include "support.hpp"
 
 #include <nlohmann/json.hpp>
@@ -145,7 +146,9 @@ std::optional<Reading> readAndWrite(const std::string& text, const ReadOptions& 
     if (!refusal.empty()) {
         return {};
     }
-    return Reading{events, u8(tree::write_string(dom, form))};
+    const std::string written = u8(tree::write_string(dom, form));
+    check(written == slowText(dom.document, form), "the text of a document");
+    return Reading{events, written};
 }
 
 std::optional<std::string> readIndependently(const std::string& text) {

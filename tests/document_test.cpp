@@ -1,5 +1,6 @@
 /// Whole documents in and out: reading, writing, the digits of doubles.
 
+#include "fuzz/slow_text.hpp"
 #include "support/failure.hpp"
 #include "support/files.hpp"
 #include "support/text.hpp"
@@ -11,21 +12,15 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <charconv>
 #include <cmath>
 #include <random>
+#include <sstream>
 
 namespace {
 
 using namespace test;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-tree::DOM documentOf(double value) {
-    tree::DOM dom;
-    dom.document.SetDouble(value);
-    return dom;
-}
 
 TEST(Document, StartsEmptyAndKeepsItsValuesWhenMoved) {
     const std::shared_ptr<tree::DOM> shared = tree::make_dom_ptr();
@@ -135,6 +130,29 @@ TEST(Digits, AreThoseThatPeopleRecognise) {
     }
 }
 
+/// Doubles of all kinds, and those at the borders of the conversion.
+std::vector<double> manyDoubles() {
+    // Half way between two integers but for 2^-64, and the closest to an end of its interval.
+    std::vector<double> all = {0, -0.0, 0x13de005bd620dfp164, 9007199254740993.0};
+    for (int exponent = -1074; exponent < 1024; ++exponent) {
+        const double power = std::ldexp(1.0, exponent); // its neighbours lie unevenly
+        all.insert(all.end(), {std::nextafter(power, 0), power, std::nextafter(power, HUGE_VAL)});
+    }
+    std::mt19937_64 random(20261121);
+    for (int i = 0; i < 100'000; ++i) {
+        const std::uint64_t bits = random();
+        const auto fewBits = bits & ~std::uint64_t{0} << bits % 64;
+        all.insert(all.end(),
+                   {std::bit_cast<double>(bits), std::bit_cast<double>(fewBits),
+                    static_cast<double>(bits % 30'000'000'000'000'000) /
+                        std::pow(10.0, static_cast<double>(i % 23)),
+                    static_cast<double>(bits % 100'000'000) * 1e-6,
+                    static_cast<double>(bits) * 1e13, static_cast<double>(i - 50'000) / 8});
+    }
+    std::erase_if(all, [](double value) { return !std::isfinite(value); });
+    return all;
+}
+
 /// RapidJSON's own text of a double: the layout to keep, with digits that may be worse.
 std::string rapidjsonText(double value) {
     rapidjson::StringBuffer buffer;
@@ -143,47 +161,61 @@ std::string rapidjsonText(double value) {
     return {buffer.GetString(), buffer.GetSize()};
 }
 
-std::string digitsOf(const std::string& text) {
-    std::string digits;
-    for (const char c : text.substr(0, text.find('e'))) {
-        digits += c >= '0' && c <= '9' ? std::string(1, c) : std::string();
-    }
-    digits.erase(0, digits.find_first_not_of('0'));
-    return digits.erase(digits.find_last_not_of('0') + 1);
-}
-
-/// The digits of the shortest and closest decimal, by the standard library's general algorithm.
-std::string closestDigits(double value) {
-    char text[64];
-    return digitsOf(
-        {text, std::to_chars(text, text + sizeof text, value, std::chars_format::scientific).ptr});
-}
-
 TEST(Digits, AreTheClosestOfTheShortestInRapidjsonsLayout) {
-    std::mt19937_64 random(20261121);
-    int sameDigits = 0;
-    for (int i = 0; i < 200'000; ++i) {
-        // Any bits, or a decimal of some length as measurements are.
-        const auto bits = random();
-        const double decimal = static_cast<double>(bits % 30'000'000'000'000'000) /
-                               std::pow(10.0, static_cast<double>(i % 23));
-        const double value = i % 3 == 0   ? std::bit_cast<double>(bits)
-                             : i % 3 == 1 ? decimal
-                                          : static_cast<double>(bits % 100'000'000) * 1e-6;
-        if (!std::isfinite(value)) {
-            continue;
-        }
-        const std::string text = textOf(documentOf(value));
-        const std::string theirs = rapidjsonText(value);
+    const std::vector<double> values = manyDoubles();
+    tree::DOM dom;
+    dom.document.SetArray();
+    for (const double value : values) {
+        dom.document.PushBack(value, dom.document.GetAllocator());
+    }
+    std::string all = textOf(dom).substr(1);
+    all.back() = ',';
+    std::istringstream written(all);
+    std::size_t asRapidjson = 0;
+    for (const double value : values) {
+        std::string text;
+        std::getline(written, text, ',');
+        ASSERT_EQ(text, fuzz::slowText(value, false));
         ASSERT_EQ(std::bit_cast<std::uint64_t>(std::strtod(text.c_str(), nullptr)),
                   std::bit_cast<std::uint64_t>(value));
-        ASSERT_EQ(digitsOf(text), closestDigits(value)) << text;
-        if (digitsOf(text) == digitsOf(theirs)) {
-            ++sameDigits;
-            ASSERT_EQ(text, theirs);
+        asRapidjson += text == rapidjsonText(value) ? 1 : 0;
+    }
+    EXPECT_GT(asRapidjson, values.size() / 2);
+}
+
+TEST(Integers, HaveAllTheirDigits) {
+    std::uint64_t power = 1;
+    for (int digits = 1; digits <= 20; ++digits, power *= 10) {
+        for (const std::uint64_t value :
+             {power - 1, power, power + 1, 7 * power, 123 * power / 100}) {
+            tree::DOM dom;
+            dom.document.SetUint64(value);
+            EXPECT_EQ(textOf(dom), std::to_string(value));
+            const auto negative = static_cast<std::int64_t>(-value);
+            dom.document.SetInt64(negative);
+            EXPECT_EQ(textOf(dom), std::to_string(negative));
         }
     }
-    EXPECT_GT(sameDigits, 100'000);
+}
+
+/// Blocks of 16 bytes, what is left of one, and strings held in 24 bytes: every place and length.
+TEST(Strings, AreEscapedWhereverTheEscapeStands) {
+    tree::DOM dom;
+    dom.document.SetArray();
+    for (std::size_t length = 0; length < 70; ++length) {
+        for (std::size_t first = 0; first <= length; ++first) {
+            std::string text(length, 'x');
+            for (std::size_t at = first; at < length; at += 1 + first % 19) {
+                text[at] = "\n\"\\\x1f !#\x7f\x80\xff"[(length + at) % 9];
+            }
+            dom.document.PushBack(
+                rapidjson::Value(text.data(), text.size(), dom.document.GetAllocator()),
+                dom.document.GetAllocator());
+        }
+    }
+    const TemporaryFolder folder; // as UTF-8: the strings are none
+    tree::write_file(dom, u16(folder / "out.json"), {});
+    EXPECT_TRUE(bytesOf(folder / "out.json") == fuzz::slowText(dom.document));
 }
 
 } // namespace
