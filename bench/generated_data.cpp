@@ -52,6 +52,14 @@ constexpr std::array<std::string_view, 12> words = {
     "the", "sea",  "is",           "calm",  "tonight", "http:\\/\\/t.co\\/x1y2",
     "RT",  "wind", "\u6771\u4eac", "gusts", "\\u2603", "\\\"quoted\\\""};
 
+constexpr std::array<std::string_view, 6> phrases = {
+    "\u540d\u524d:\u524d\u7530\u3042\u3086\u307f\\n",
+    "\u7b2c\u4e00\u5370\u8c61:\u306a\u3093\u304b\u6016\u3063\uff01",
+    "\u4eca\u306e\u5370\u8c61:\u3068\u308a\u3042\u3048\u305a\u5143\u6c17\u3002",
+    "RT @storm_watch: ",
+    "http://t.co/96UqoCo0oU ",
+    "\u4e00\u306b\u6b62\u307e\u308b\u3068\u66f8\u3044\u3066\u3001\u6b63\u3057\u3044 \U0001F60A"};
+
 constexpr std::array<std::string_view, 4> languages = {"en", "ja", "is", "fr"};
 
 } // namespace
@@ -120,16 +128,113 @@ std::string catalogue(std::size_t count) {
     });
 }
 
-std::string coordinates(std::size_t count) {
+std::string coordinates(std::size_t count, int decimals) {
     Source source;
     return arrayOf(count, [&](std::string& text, std::size_t) {
         text += R"({"type":"Polygon","coordinates":[[)";
         for (int p = 0; p < 100; ++p) {
-            text += (p == 0 ? "[" : ",[") + number(source.between(-141, -52), 13) + "," +
-                    number(source.between(41, 83), 13) + "]";
+            text += (p == 0 ? "[" : ",[") + number(source.between(-141, -52), decimals) + "," +
+                    number(source.between(41, 83), decimals) + "]";
         }
         text += "]]}";
     });
+}
+
+std::string mesh(std::size_t vertices) {
+    Source source;
+    const auto list = [](std::size_t count, const auto& value) {
+        std::string text = "[";
+        for (std::size_t i = 0; i < count; ++i) {
+            text += (i == 0 ? "" : ",") + value();
+        }
+        return text + "]";
+    };
+    return R"({"positions":)" +
+           list(3 * vertices, [&] { return number(source.between(-3, 3), 10); }) + R"(,"colors":)" +
+           list(vertices, [] { return std::string("4278190080"); }) + R"(,"indices":)" +
+           list(9 * vertices, [&] { return std::to_string(source.below(vertices)); }) + "}";
+}
+
+std::string performances(std::size_t count) {
+    Source source;
+    const auto id = [&source](std::uint64_t first) {
+        return std::to_string(first + source.below(1000));
+    };
+    return arrayOf(count, [&](std::string& text, std::size_t) {
+        text += R"({"eventId":)" + id(138'586'341) + R"(,"logo":null,"name":null,"prices":[)";
+        for (std::uint64_t n = 1 + source.below(4); n > 0; --n) {
+            text += R"({"amount":)" + std::to_string(10'000 + source.below(90'000)) +
+                    R"(,"audienceSubCategoryId":337100890,"seatCategoryId":)" + id(338'937'235) +
+                    (n > 1 ? "}," : "}");
+        }
+        text += R"(],"seatCategories":[{"areas":[)";
+        for (std::uint64_t n = 4 + source.below(16); n > 0; --n) {
+            text += R"({"areaId":)" + id(205'705'993) + R"(,"blockIds":[]})" + (n > 1 ? "," : "");
+        }
+        text += R"(],"seatCategoryId":)" + id(338'937'235) + R"(}],"start":1372701600000,)";
+        text += R"("topicIds":[324846099,107888604],"venueCode":"PLEYEL_PLEYEL"})";
+    });
+}
+
+std::string statuses(std::size_t count) {
+    Source source;
+    return arrayOf(count, [&](std::string& text, std::size_t i) {
+        const std::string id = std::to_string(505'874'924'095'815'681U + i);
+        const std::string user = std::to_string(source.below(4'000'000'000));
+        text += R"({"metadata":{"result_type":"recent","iso_language_code":"ja"},)";
+        text += R"("created_at":"Sun Aug 31 00:29:15 +0000 2014","id":)" + id;
+        text += R"(,"id_str":")" + id + R"(","text":")";
+        for (std::uint64_t n = 2 + source.below(6); n > 0; --n) {
+            text += source.of(phrases);
+        }
+        text += R"(","source":"<a href=\"http://twitter.example/download\" rel=\"nofollow\">)";
+        text += R"(phone</a>","truncated":false,"in_reply_to_status_id":null,"user":{"id":)" + user;
+        text += R"(,"id_str":")" + user + R"(","name":")" + std::string(source.of(phrases));
+        text += R"(","location":"","url":null,"entities":{"description":{"urls":[]}},)";
+        text += R"("followers_count":)" + std::to_string(source.below(5000));
+        text += R"(,"utc_offset":32400,"time_zone":"Irkutsk","geo_enabled":false,"lang":"ja",)";
+        text += R"("profile_background_color":"C0DEED","profile_image_url":)";
+        text += R"("http://pbs.example/profile_images/)" + id + R"(/normal.jpeg"},"geo":null,)";
+        text += R"("retweet_count":)" + std::to_string(source.below(100));
+        text += R"(,"entities":{"hashtags":[],"user_mentions":[{"indices":[3,19]}]},"lang":"ja"})";
+    });
+}
+
+std::string indented(const std::string& compact, std::size_t spaces) {
+    std::string text;
+    std::size_t depth = 0;
+    bool inString = false;
+    const auto startLine = [&] { text += '\n' + std::string(depth * spaces, ' '); };
+    for (std::size_t i = 0; i < compact.size(); ++i) {
+        const char c = compact[i];
+        if (inString || c == '"') {
+            text += c;
+            if (c == '\\') {
+                text += compact[++i];
+            } else if (c == '"') {
+                inString = !inString;
+            }
+        } else if (c == '[' || c == '{') {
+            text += c;
+            const bool empty = compact[i + 1] == ']' || compact[i + 1] == '}';
+            if (empty) {
+                text += compact[++i];
+            } else {
+                ++depth;
+                startLine();
+            }
+        } else if (c == ']' || c == '}') {
+            --depth;
+            startLine();
+            text += c;
+        } else if (c == ',') {
+            text += c;
+            startLine();
+        } else if (c != '\n' && c != ' ') {
+            text += c == ':' ? ": " : std::string(1, c);
+        }
+    }
+    return text + '\n';
 }
 
 } // namespace bench

@@ -8,6 +8,8 @@
 #include <rapidjson/writer.h>
 #include <simdjson.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
@@ -26,6 +28,31 @@ struct Text {
     const char* name;
     std::string json;
 };
+
+/// The same text in ASCII.
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (const char16_t unit : fl::i18n::utf8_to_ustring(text)) {
+        char escape[8];
+        (void)std::snprintf(escape, sizeof escape, unit < 0x80 ? "%c" : "\\u%04X", unit);
+        result += escape;
+    }
+    return result;
+}
+
+/// Texts of the forms that parsers are commonly compared on.
+std::vector<Text> commonTexts() {
+    const std::string statuses = bench::statuses(500);
+    return {{"map", bench::coordinates(400, 15)},
+            {"mesh", bench::mesh(7'000)},
+            {"mesh, indented", bench::indented(bench::mesh(7'000), 8)},
+            {"performances, indented", bench::indented(bench::performances(400), 4)},
+            {"statuses, indented", bench::indented(statuses, 2)},
+            {"statuses, escaped", escaped(statuses)},
+            {"records, 400 bytes", bench::records(2)},
+            {"records, 1 kB", bench::records(6)},
+            {"records, 4 kB", bench::records(22)}};
+}
 
 /// RapidJSON's own parse with every check that the library makes, too. Some of its doubles are one
 /// digit off; the comparison is kind to it there.
@@ -58,6 +85,81 @@ void compareParsing(const Text& text) {
     });
 }
 
+std::string_view viewOf(const rapidjson::Value& string) {
+    return {string.GetString(), string.GetStringLength()};
+}
+
+/// Whether simdjson found the same as we did.
+bool same(const rapidjson::Value& value, const simdjson::dom::element& theirs) {
+    using simdjson::dom::element_type;
+    switch (theirs.type()) {
+    case element_type::ARRAY: {
+        if (!value.IsArray()) {
+            return false;
+        }
+        const auto* element = value.Begin();
+        for (const auto& below : simdjson::dom::array(theirs.get_array())) {
+            if (element == value.End() || !same(*element++, below)) {
+                return false;
+            }
+        }
+        return element == value.End();
+    }
+    case element_type::OBJECT: {
+        if (!value.IsObject()) {
+            return false;
+        }
+        auto member = value.MemberBegin();
+        for (const auto& [key, below] : simdjson::dom::object(theirs.get_object())) {
+            if (member == value.MemberEnd() || viewOf(member->name) != key ||
+                !same(member->value, below)) {
+                return false;
+            }
+            ++member;
+        }
+        return member == value.MemberEnd();
+    }
+    case element_type::STRING:
+        return value.IsString() && viewOf(value) == std::string_view(theirs.get_string());
+    case element_type::INT64:
+        return value.IsInt64() && value.GetInt64() == theirs.get_int64();
+    case element_type::UINT64:
+        return value.IsUint64() && value.GetUint64() == theirs.get_uint64();
+    case element_type::DOUBLE:
+        return value.IsDouble() && value.GetDouble() == theirs.get_double();
+    case element_type::BOOL:
+        return value.IsBool() && value.GetBool() == theirs.get_bool();
+    case element_type::NULL_VALUE:
+        return value.IsNull();
+    }
+    return false;
+}
+
+void compareWarmParsing(const Text& text) {
+    struct Input {
+        std::string json;
+        std::vector<char> bytes;
+        simdjson::padded_string padded;
+        simdjson::dom::parser parser;
+    };
+    static std::vector<std::unique_ptr<Input>> kept;
+    auto& input = *kept.emplace_back(std::make_unique<Input>(
+        Input{text.json, bench::bytesOf(text.json), simdjson::padded_string(text.json),
+              simdjson::dom::parser()}));
+    const auto parse = [&input] { return core::parse_json_document({}, input.bytes, {}); };
+    const auto simdjsonParse = [&input] {
+        const auto root = input.parser.parse(input.padded);
+        require(root.error() == simdjson::SUCCESS, "simdjson parse");
+        return root.value_unsafe();
+    };
+    const rapidjson::Document parsed = parse();
+    require(parsed == rapidjsonParse(text.json) && same(parsed, simdjsonParse()), text.name);
+    const std::string name = std::string("parse, warm/") + text.name;
+    bench::warmSide(name + "/library", parse);
+    bench::warmSide(name + "/RapidJSON", [&input] { return rapidjsonParse(input.json); });
+    bench::warmSide(name + "/simdjson DOM", simdjsonParse);
+}
+
 using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
 using PrettyWriter = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
@@ -77,8 +179,9 @@ std::u16string rapidjsonText(const rapidjson::Document& document) {
     });
 }
 
+template <class W = Writer>
 std::size_t writeRapidjsonText(const rapidjson::Document& document, const char* path) {
-    return withRapidjsonText<Writer>(document, [path](std::string_view text) {
+    return withRapidjsonText<W>(document, [path](std::string_view text) {
         std::ofstream(path, std::ios::binary)
             .write(text.data(), static_cast<std::streamsize>(text.size()));
         return text.size();
@@ -108,11 +211,32 @@ void requireSameTexts(const bench::tree::DOM& dom, const char* name) {
     std::filesystem::remove(path);
 }
 
-void compareWriting(const Text& text) {
+const bench::tree::DOM& keptDom(const Text& text) {
     static std::vector<std::unique_ptr<bench::tree::DOM>> kept;
     const auto& dom = *kept.emplace_back(std::make_unique<bench::tree::DOM>(
         bench::tree::read_string(fl::i18n::utf8_to_ustring(text.json), {})));
     requireSameTexts(dom, text.name);
+    return dom;
+}
+
+void compareWarmWriting(const Text& text) {
+    const bench::tree::DOM& dom = keptDom(text);
+    const std::string name = std::string("write UTF-8, warm/") + text.name;
+    const auto write = [&dom](const auto& options) {
+        bench::tree::write_file(dom, u"/dev/null", options);
+        return 0;
+    };
+    const auto compact = ostra::io::json::write::struct_::WriteStructOptions();
+    bench::warmSide(name + "/library", [=] { return write(compact); });
+    bench::warmSide(name + "/RapidJSON",
+                    [&dom] { return writeRapidjsonText(dom.document, "/dev/null"); });
+    bench::warmSide(name + ", indented/library", [=] { return write(wide); });
+    bench::warmSide(name + ", indented/RapidJSON",
+                    [&dom] { return writeRapidjsonText<PrettyWriter>(dom.document, "/dev/null"); });
+}
+
+void compareWriting(const Text& text) {
+    const bench::tree::DOM& dom = keptDom(text);
     const std::string name = std::string("write/") + text.name;
     side(name + "/library", [&dom] { return bench::tree::write_string(dom, {}); });
     side(name + "/RapidJSON", [&dom] { return rapidjsonText<Writer>(dom.document); });
@@ -137,8 +261,19 @@ int main(int argc, char** argv) {
     for (const Text& text : texts) {
         compareParsing(text);
     }
+    for (const Text& text : commonTexts()) {
+        compareWarmParsing(text);
+    }
     for (const Text& text : texts) {
         compareWriting(text);
+    }
+    const Text written[] = {{"map", bench::coordinates(400, 15)},
+                            {"mesh", bench::mesh(7'000)},
+                            {"performances", bench::performances(400)},
+                            {"statuses", bench::statuses(500)},
+                            {"records", bench::records(1000)}};
+    for (const Text& text : written) {
+        compareWarmWriting(text);
     }
     return bench::runSides(argc, argv);
 }
