@@ -8,6 +8,7 @@
 #include "support/operations.hpp"
 #include "support/random_json.hpp"
 
+#include "base/raw_value.hpp"
 #include "platform/file_io.hpp"
 
 #include <gtest/gtest.h>
@@ -34,8 +35,9 @@ struct HostFailed : std::exception {};
 // threads call for themselves.
 std::atomic<Fault> fault = Fault::OneAllocation;
 std::atomic<bool> armed = false;
-std::atomic<long> left = 0;   // until one fails
-std::atomic<long> living = 0; // blocks of `operator new`
+std::atomic<long> left = 0;                  // until one fails
+std::atomic<long> living = 0;                // blocks of `operator new`
+std::atomic<std::size_t> largest = SIZE_MAX; // block that `operator new` gives
 bool mallocToo = true;
 thread_local bool caller = false; // whether `malloc` counts: not in `operator new`
 
@@ -49,7 +51,7 @@ bool failsNow(bool inHost) {
 }
 
 void* take(std::size_t size) {
-    if (failsNow(false)) {
+    if (failsNow(false) || size > largest) {
         return nullptr;
     }
     const bool callerBefore = std::exchange(caller, false);
@@ -264,6 +266,34 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Failure, testing::Values(Fault::HostCall));
 INSTANTIATE_TEST_SUITE_P(Kinds, Failure,
                          testing::Values(Fault::OneAllocation, Fault::AllFurtherAllocations,
                                          Fault::HostCall));
+#endif
+
+#if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+/// A small document whose arrays share their elements has more scalars than a count holds: it is
+/// refused for that, before memory is taken for any of them. Two thousand million are looked at.
+TEST(Flattening, CountsBeforeItCollects) {
+    constexpr std::size_t leaves = 1U << 16U;
+    constexpr std::size_t copies = 1U << 15U;
+    const auto dom = test::tree::make_dom_ptr();
+    auto& pool = dom->document.GetAllocator();
+    rapidjson::Value array(rapidjson::kArrayType);
+    array.Reserve(leaves, pool);
+    while (array.Size() < leaves) {
+        array.PushBack(1, pool);
+    }
+    dom->document.SetArray().Reserve(copies, pool);
+    for (std::size_t i = 0; i < copies; ++i) {
+        rapidjson::Value copy;
+        base::RawValue::setArray(copy, array.Begin(), leaves);
+        dom->document.PushBack(copy, pool);
+    }
+    const test::tree::NodeVector root(dom, {&dom->document});
+    const test::tree::NodeVector twice(dom, {&dom->document[0], &dom->document[1]});
+    largest = std::size_t{1} << 20U;
+    EXPECT_EQ(twice.get_children_exhaustive("").first.nodes.size(), 2 * leaves);
+    EXPECT_THROW((void)root.get_children_exhaustive(""), std::length_error);
+    largest = SIZE_MAX;
+}
 #endif
 
 /// In a loop that several threads work on, some of which fail at the same time.

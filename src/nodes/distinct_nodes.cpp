@@ -1,9 +1,8 @@
 #include "nodes/distinct_nodes.hpp"
 
-#include "base/parallel_loop.hpp"
 #include "nodes/address_runs.hpp"
+#include "nodes/chunks.hpp"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -18,7 +17,7 @@ struct Stretch {
     bool tooScattered = false;
 };
 
-Stretch look(std::span<rapidjson::Value* const> nodes) {
+Stretch look(Nodes nodes) {
     constexpr std::size_t nodesPerRun = 16; // shorter runs on average: not worth looking further
     constexpr std::uintptr_t nearby = 4096;
     const std::size_t mostRuns = nodes.size() / nodesPerRun + 1;
@@ -48,13 +47,9 @@ Stretch look(std::span<rapidjson::Value* const> nodes) {
 
 bool provablyDistinct(std::span<rapidjson::Value* const> nodes) {
     constexpr std::size_t stretchSize = 32'768;
-    std::vector<Stretch> stretches((nodes.size() + stretchSize - 1) / stretchSize);
-    base::parallelLoop(stretches.size(), [&](std::size_t begin, std::size_t end) {
-        for (std::size_t s = begin; s < end; ++s) {
-            const auto rest = nodes.subspan(s * stretchSize);
-            stretches[s] = look(rest.first(std::min(stretchSize, rest.size())));
-        }
-    });
+    const Chunks chunks(nodes, stretchSize);
+    std::vector<Stretch> stretches(chunks.count());
+    chunks.visitInParallel([&](Nodes some, std::size_t c) { stretches[c] = look(some); });
     AddressRuns all;
     for (const Stretch& stretch : stretches) {
         if (stretch.tooScattered) {
