@@ -5,6 +5,7 @@
 /// RapidJSON's memory comes from, and its own definitions of the host's functions. The library
 /// finds them before all others.
 
+#include "support/nodes.hpp"
 #include "support/operations.hpp"
 #include "support/random_json.hpp"
 
@@ -39,7 +40,8 @@ std::atomic<long> left = 0;                  // until one fails
 std::atomic<long> living = 0;                // blocks of `operator new`
 std::atomic<std::size_t> largest = SIZE_MAX; // block that `operator new` gives
 bool mallocToo = true;
-thread_local bool caller = false; // whether `malloc` counts: not in `operator new`
+std::vector<std::string>* made = nullptr; // where host arrays are listed: class, number of rows
+thread_local bool caller = false;         // whether `malloc` counts: not in `operator new`
 
 bool failsNow(bool inHost) {
     if (!armed || inHost != (fault >= Fault::HostCall)) {
@@ -156,12 +158,18 @@ std::string ustring_to_utf8(const std::u16string& text) {
 namespace matrix::detail {
 array_base* do_create_numeric(std::span<const unsigned long> dims, qxClassID class_id,
                               qxComplexity complexity) {
+    if (made != nullptr) {
+        made->push_back(std::to_string(class_id) + ' ' + std::to_string(dims[0]));
+    }
     return hostCall<&do_create_numeric>(dims, class_id, complexity);
 }
 } // namespace matrix::detail
 
 namespace Tarvel::String {
 std::unique_ptr<String> make_String(std::size_t ndims, const std::size_t* dims) {
+    if (made != nullptr) {
+        made->push_back("text " + std::to_string(dims[0]));
+    }
     return hostCall<&make_String>(ndims, dims);
 }
 void String::set(std::size_t i, std::u16string_view text) {
@@ -267,6 +275,26 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Failure,
                          testing::Values(Fault::OneAllocation, Fault::AllFurtherAllocations,
                                          Fault::HostCall));
 #endif
+
+TEST(HostArrays, AreMadeOnceEachInOrderAndAtTheirFinalSize) {
+    const struct {
+        std::string text;
+        std::vector<std::string> arrays;
+    } cases[] = {
+        {"[]", {"9 0", "text 0", "6 0", "15 0", "14 0", "9 0"}},
+        {R"([1, "a", 2.5, null, "b"])", {"9 5", "text 2", "6 2", "15 0", "14 0", "9 2"}},
+        {R"([9007199254740993, -9007199254740993, 1, 9007199254740993, [2]])",
+         {"9 5", "text 0", "6 1", "15 2", "14 1", "9 4"}},
+    };
+    for (const auto& [text, arrays] : cases) {
+        const test::tree::NodeVector nodes = test::elementsOf(text);
+        std::vector<std::string> list;
+        made = &list;
+        (void)nodes.get_data();
+        made = nullptr;
+        EXPECT_EQ(list, arrays) << text;
+    }
+}
 
 #if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 /// A small document whose arrays share their elements has more scalars than a count holds: it is

@@ -1,3 +1,4 @@
+#include "base/huge_pages.hpp"
 #include "document/errors.hpp"
 #include "node_content/number_class.hpp"
 #include "node_content/record_check.hpp"
@@ -10,6 +11,8 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -39,39 +42,59 @@ double bits(const rapidjson::Value& number, LevelReader::NumberType type) {
     return 0;
 }
 
-/// Copies texts and number classes into their columns, which have the right size.
-/// @return the numbers in order, as bits, one for each of the classes.
-NumericArray<double> fillStringsAndClasses(std::span<rapidjson::Value* const> nodes,
-                                           const NodeVectorData& data) {
-    NumericArray<double> numbers = makeColumn<double>(data.number_types->size());
-    double* nextNumber = numbers->data();
-    std::uint8_t* nextClass = data.number_types->data();
-    std::size_t string = 0;
-    visitNodes<Access::Read>(nodes, [&](const rapidjson::Value& node, std::size_t) {
-        if (node.IsString()) {
-            data.strings->set(string++, toUString(node));
-        } else if (node.IsNumber()) {
-            const LevelReader::NumberType type = numberClass(node);
-            *nextClass++ = type;
-            *nextNumber++ = bits(node, type);
-        }
-    });
-    return numbers;
-}
-
-/// @return the column of the numbers of one class.
-template <class T>
-NumericArray<T> columnOf(LevelReader::NumberType type, const Column& classes,
-                         const matrix::typed_vector<double>& numbers) {
-    NumericArray<T> column = makeColumn<T>(countOf(classes, type));
-    T* next = column->data();
-    for (std::size_t i = 0; column->size() != 0 && i < classes.size(); ++i) {
-        if (classes.data()[i] == type) {
-            *next++ = std::bit_cast<T>(numbers.data()[i]);
-        }
+/// The numbers of many nodes in order, until their columns can be made.
+///
+/// How long the columns are is known only when every number has been looked at, and a host array is
+/// made once, at its final size. Gathering takes one pass over the nodes, which lie far apart;
+/// counting the classes in a pass of its own took half as long again.
+class GatheredNumbers {
+public:
+    /// @param count  how many will be added.
+    explicit GatheredNumbers(std::size_t count)
+        : count_(count), bits_(std::make_unique_for_overwrite<double[]>(count)),
+          classes_(std::make_unique_for_overwrite<std::uint8_t[]>(count)), nextBits_(bits_.get()),
+          nextClass_(classes_.get()) {
+        base::adviseHugePages(bits_.get(), count * sizeof(double));
     }
-    return column;
-}
+
+    void add(const rapidjson::Value& number) {
+        const LevelReader::NumberType type = numberClass(number);
+        *nextBits_++ = bits(number, type);
+        *nextClass_++ = type;
+        ++counts_[type];
+    }
+
+    /// @return the column of the numbers of one class.
+    template <class T>
+    NumericArray<T> column(LevelReader::NumberType type) const {
+        NumericArray<T> column = makeColumn<T>(counts_[type]);
+        T* next = column->data();
+        if (counts_[type] == count_) { // as a rule, of doubles
+            std::memcpy(next, bits_.get(), count_ * sizeof(T));
+            return column;
+        }
+        for (std::size_t i = 0; column->size() != 0 && i < count_; ++i) {
+            if (classes_[i] == type) {
+                *next++ = std::bit_cast<T>(bits_[i]);
+            }
+        }
+        return column;
+    }
+
+    NumericArray<std::uint8_t> classColumn() const {
+        NumericArray<std::uint8_t> column = makeColumn<std::uint8_t>(count_);
+        std::memcpy(column->data(), classes_.get(), count_);
+        return column;
+    }
+
+private:
+    std::size_t count_;
+    std::array<std::size_t, 3> counts_ = {}; // by class
+    std::unique_ptr<double[]> bits_;
+    std::unique_ptr<std::uint8_t[]> classes_;
+    double* nextBits_;
+    std::uint8_t* nextClass_;
+};
 
 /// Hands the elements of a record out in order.
 class ValueSource {
@@ -123,17 +146,19 @@ NodeVectorData NodeVector::get_data() const {
     data.types = get_types();
     const std::array<std::size_t, 2> stringDims = {countOf(*data.types, rapidjson::kStringType), 1};
     data.strings = Tarvel::String::make_String(stringDims.size(), stringDims.data());
-    data.number_types = makeColumn<std::uint8_t>(countOf(*data.types, rapidjson::kNumberType));
-    // Every node is looked at once: the columns' sizes are known only then, but as a rule all
-    // numbers are of class Double, and what was gathered is their column already. Counting the
-    // classes in a pass of its own took half as long again.
-    NumericArray<double> numbers = fillStringsAndClasses(nodes, data);
-    const Column& classes = *data.number_types;
-    data.uint64s = columnOf<std::uint64_t>(LevelReader::Uint64, classes, *numbers);
-    data.int64s = columnOf<std::int64_t>(LevelReader::Int64, classes, *numbers);
-    const bool allDouble = data.uint64s->size() == 0 && data.int64s->size() == 0;
-    data.doubles =
-        allDouble ? std::move(numbers) : columnOf<double>(LevelReader::Double, classes, *numbers);
+    GatheredNumbers numbers(countOf(*data.types, rapidjson::kNumberType));
+    std::size_t string = 0;
+    visitNodes<Access::Read>(nodes, [&](const rapidjson::Value& node, std::size_t) {
+        if (node.IsString()) {
+            data.strings->set(string++, toUString(node));
+        } else if (node.IsNumber()) {
+            numbers.add(node);
+        }
+    });
+    data.doubles = numbers.column<double>(LevelReader::Double);
+    data.uint64s = numbers.column<std::uint64_t>(LevelReader::Uint64);
+    data.int64s = numbers.column<std::int64_t>(LevelReader::Int64);
+    data.number_types = numbers.classColumn();
     return data;
 }
 

@@ -145,7 +145,9 @@ public:
     /// @return types, number classes, texts and numbers of the nodes, see `NodeVectorData`; of
     ///         null, boolean, object and array nodes the type only.
     /// @throws std::bad_alloc, std::length_error  where an array cannot be made; no record results.
-    /// Cost: linear in the nodes; every array is created once, at its final size.
+    /// Cost: linear in the nodes; every array is created once, at its final size, in the order
+    /// types, strings, doubles, uint64s, int64s, number_types. Numbers are gathered first: 9 bytes
+    /// each.
     TVIOJSONTREE_EXPORT NodeVectorData get_data() const;
 
     /// Writes a record into the nodes: first `set_types(data.types)`, which empties every node it
