@@ -81,16 +81,26 @@ struct Record {
     std::vector<double> doubles;
     std::vector<std::uint64_t> uint64s;
     std::vector<std::int64_t> int64s;
+    std::size_t absent = 0; // the field, counted from 1, that is no array at all
 
     tree::NodeVectorData toHost() const {
-        return {columnOf(types),   columnOf(numberTypes), stringsOf(strings),
-                columnOf(doubles), columnOf(uint64s),     columnOf(int64s)};
+        return {absent == 1 ? nullptr : columnOf(types),
+                absent == 2 ? nullptr : columnOf(numberTypes),
+                absent == 3 ? nullptr : stringsOf(strings),
+                absent == 4 ? nullptr : columnOf(doubles),
+                absent == 5 ? nullptr : columnOf(uint64s),
+                absent == 6 ? nullptr : columnOf(int64s)};
     }
 };
 
 inline Record fromHost(const tree::NodeVectorData& data) {
-    return {vectorOf(data.types),   vectorOf(data.number_types), textsOf(data.strings),
-            vectorOf(data.doubles), vectorOf(data.uint64s),      vectorOf(data.int64s)};
+    return {vectorOf(data.types),
+            vectorOf(data.number_types),
+            textsOf(data.strings),
+            vectorOf(data.doubles),
+            vectorOf(data.uint64s),
+            vectorOf(data.int64s),
+            0};
 }
 
 inline bool sameRecord(const Record& a, const Record& b) {
@@ -156,8 +166,8 @@ inline Outcome plainSetTypes(const Nodes& nodes, const Codes& types) {
     return Outcome::Done;
 }
 
-/// Whether a record with usable types has an element for everything the nodes take.
-inline bool suffices(const Record& record, const Nodes& nodes) {
+/// Whether a record with usable types has what the nodes take, up to a missing string.
+inline Outcome fitting(const Record& record, const Nodes& nodes) {
     std::map<const Value*, int> types;
     for (std::size_t i = 0; i < nodes.size(); ++i) {
         if (i < record.types.size()) {
@@ -166,35 +176,53 @@ inline bool suffices(const Record& record, const Nodes& nodes) {
             types.emplace(nodes[i], nodes[i]->GetType());
         }
     }
-    std::size_t strings = 0;
-    std::size_t numbers = 0;
-    std::array<std::size_t, 3> needed{};
+    struct Column {
+        std::size_t field;
+        std::size_t size;
+        std::size_t taken = 0;
+    };
+    const auto column = [&](std::size_t field, const auto& values) {
+        return Column{field, record.absent == field ? 0 : values.size()};
+    };
+    std::array columns{column(3, record.strings), column(2, record.numberTypes),
+                       column(4, record.doubles), column(5, record.uint64s),
+                       column(6, record.int64s)};
+    auto& [strings, numbers, doubles, uint64s, int64s] = columns;
     for (const Value* node : nodes) {
-        strings += types[node] == rapidjson::kStringType ? 1 : 0;
-        if (types[node] != rapidjson::kNumberType) {
-            continue;
-        }
-        if (numbers == record.numberTypes.size()) {
-            return false;
-        }
-        const std::uint8_t code = record.numberTypes[numbers++];
-        if (code < needed.size()) {
-            ++needed[code];
+        if (types[node] == rapidjson::kStringType) {
+            const std::size_t string = strings.taken++;
+            if (string < strings.size && !record.strings[string]) {
+                break;
+            }
+        } else if (types[node] == rapidjson::kNumberType) {
+            const std::size_t number = numbers.taken++;
+            const int code = number < numbers.size ? record.numberTypes[number] : 3;
+            doubles.taken += code == 0 ? 1 : 0;
+            uint64s.taken += code == 1 ? 1 : 0;
+            int64s.taken += code == 2 ? 1 : 0;
         }
     }
-    return strings <= record.strings.size() && needed[0] <= record.doubles.size() &&
-           needed[1] <= record.uint64s.size() && needed[2] <= record.int64s.size();
+    for (const Column& one : columns) {
+        if (one.taken > one.size) {
+            return record.absent == one.field ? Outcome::NoArray : Outcome::OutOfRange;
+        }
+    }
+    return Outcome::Done;
 }
 
 /// `set_data`, node after node.
 inline Outcome plainSetData(const Nodes& nodes, const Record& record,
                             rapidjson::Document::AllocatorType& pool) {
+    if (record.absent == 1 && !nodes.empty()) {
+        return Outcome::NoArray;
+    }
     const std::size_t used = std::min(nodes.size(), record.types.size());
     const bool validTypes =
         std::all_of(record.types.begin(), record.types.begin() + static_cast<std::ptrdiff_t>(used),
                     [](int code) { return code <= rapidjson::kNumberType; });
-    if (!validTypes || !suffices(record, nodes)) {
-        return Outcome::OutOfRange;
+    const Outcome fits = validTypes ? fitting(record, nodes) : Outcome::OutOfRange;
+    if (fits != Outcome::Done) {
+        return fits;
     }
     plainSetTypes(nodes, record.types);
     std::array<std::size_t, 3> taken{};

@@ -23,6 +23,7 @@ using fuzz::Outcome;
 using fuzz::plainGetData;
 using fuzz::Record;
 using fuzz::sameRecord;
+using fuzz::Texts;
 using fuzz::vectorOf;
 using rapidjson::Value;
 using testing::ElementsAre;
@@ -180,6 +181,8 @@ TEST(SetData, AgreesWithThePlainLoop) {
         if (at.random.below(2) == 0) { // a text is missing: it stops there
             record.strings[std::min(at.random.below(4), record.strings.size() - 1)].reset();
         }
+        record.absent = at.random.below(8); // of 0 or 7: none
+        record.doubles.resize(at.random.below(record.doubles.size() + 1));
         const Outcome outcome =
             fuzz::plainSetData(at.expected.nodes, record, at.expected.dom->document.GetAllocator());
         EXPECT_EQ(fuzz::outcomeOf([&] { at.ours.set_data(record.toHost()); }), outcome);
@@ -195,7 +198,7 @@ bool cut(Record& record, std::vector<T> Record::*column, const Nodes& nodes) {
         Record shorter = record;
         const std::size_t size = (record.*column).size();
         (shorter.*column).resize(size - std::min(step, size));
-        if (suffices(shorter, nodes)) {
+        if (fitting(shorter, nodes) == Outcome::Done) {
             record = shorter;
         }
     }
@@ -230,20 +233,45 @@ TEST(SetData, RefusesARecordThatIsTooShort) {
 }
 
 TEST(SetData, RefusesMissingArrays) {
-    NodeVector nodes = elementsOf("[1, \"a\"]");
-    const auto expectRefused = [&](const char* name, auto array) {
-        NodeVectorData data = nodes.get_data();
-        (data.*array).reset();
-        const auto set = [&] { nodes.set_data(data); };
-        EXPECT_THAT(messageOf<std::invalid_argument>(set), StartsWith(name));
+    const std::string text = R"([1,"a",9007199254740993,-9007199254740993])";
+    NodeVector nodes = elementsOf(text);
+    const char* const fields[] = {"types",   "number_types", "strings",
+                                  "doubles", "uint64s",      "int64s"};
+    for (std::size_t absent = 1; absent <= std::size(fields); ++absent) {
+        Record record = fromHost(nodes.get_data());
+        record.absent = absent;
+        const auto set = [&] { nodes.set_data(record.toHost()); };
+        EXPECT_THAT(messageOf<std::invalid_argument>(set), StartsWith(fields[absent - 1]));
+    }
+    EXPECT_EQ(textOf(*nodes.dom), text);
+}
+
+TEST(SetData, NeedsNoArrayThatNothingIsTakenFrom) {
+    const struct {
+        std::string text;
+        Texts strings;
+        std::vector<double> doubles;
+        Outcome outcome;
+        std::string after;
+    } cases[] = {
+        {"[null,{}]", {}, {}, Outcome::Done, "[null,{}]"},
+        {R"(["a","b"])", {u"c", u"d"}, {}, Outcome::Done, R"(["c","d"])"},
+        {"[1,2]", {}, {3, 4}, Outcome::Done, "[3.0,4.0]"},
+        {R"(["a","b",1])", {u"c", {}}, {}, Outcome::Missing, R"(["c","",0.0])"},
+        {R"([1,"b","c",1])", {{}}, {2}, Outcome::Missing, R"([2.0,"","",0.0])"},
+        {R"([1,"b"])", {{}}, {}, Outcome::NoArray, R"([1,"b"])"},
     };
-    expectRefused("types", &NodeVectorData::types);
-    expectRefused("number_types", &NodeVectorData::number_types);
-    expectRefused("strings", &NodeVectorData::strings);
-    expectRefused("doubles", &NodeVectorData::doubles);
-    expectRefused("uint64s", &NodeVectorData::uint64s);
-    expectRefused("int64s", &NodeVectorData::int64s);
-    EXPECT_EQ(textOf(*nodes.dom), "[1,\"a\"]");
+    for (const auto& [text, strings, doubles, outcome, after] : cases) {
+        NodeVector nodes = elementsOf(text);
+        NodeVectorData data;
+        data.types = nodes.get_types();
+        data.strings = strings.empty() ? nullptr : fuzz::stringsOf(strings);
+        data.number_types = doubles.empty() ? nullptr : columnOf(Codes(doubles.size(), 0));
+        data.doubles = doubles.empty() ? nullptr : columnOf(doubles);
+        EXPECT_EQ(fuzz::outcomeOf([&] { nodes.set_data(data); }), outcome) << text;
+        EXPECT_EQ(textOf(*nodes.dom), after);
+    }
+    NodeVector().set_data({});
 }
 
 TEST(SetData, WritesEditedColumns) {

@@ -173,7 +173,8 @@ TEST(SetKeys, AgreesWithThePlainLoop) {
             }
         }
         Texts names;
-        for (std::size_t n = random.below(5); n > 0; --n) {
+        // With many names, few objects are work for several threads.
+        for (std::size_t n = sequence % 16 == 2 ? 1000 : random.below(5); n > 0; --n) {
             names.emplace_back(u16(random.key()));
         }
         ours.set_keys(*stringsOf(names));

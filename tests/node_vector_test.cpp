@@ -200,6 +200,33 @@ TEST(Resizing, CopesWithStaleNodesThatShareTheStorageOfLiveOnes) {
     }
 }
 
+TEST(Resizing, TakesMemoryOnceForAnArrayThatIsListedOften) {
+    NodeVector nodes = elementsOf("[[],1,[2]]");
+    Nodes& list = nodes.nodes;
+    for (int times = 0; times < 300; ++times) {
+        list.insert(list.end(), {list[0], list[1], list[2]});
+    }
+    const auto& pool = nodes.dom->document.GetAllocator();
+    const std::size_t before = pool.Size();
+    nodes.set_number_of_children(10'000);
+    EXPECT_EQ(list.front()->Size(), 10'000U);
+    EXPECT_LT(pool.Size() - before, 2 * 10'000 * sizeof(Value) + 10'000);
+}
+
+TEST(Resizing, NeedsNoDocumentWhereNoArrayNeedsMemory) {
+    const NodeVector nodes = elementsOf(R"([1,{"a":[]},[1,2,3],"x",[[],4,5,6]])");
+    NodeVector without(nullptr, nodes.nodes);
+    for (const auto& [count, text] :
+         {std::pair{3U, R"([1,{"a":[]},[1,2,3],"x",[[],4,5]])"},
+          std::pair{1U, R"([1,{"a":[]},[1],"x",[[]]])"},
+          std::pair{2U, R"([1,{"a":[]},[1,null],"x",[[],null]])"}}) { // they have room for it
+        without.set_number_of_children(count);
+        EXPECT_EQ(textOf(*nodes.dom), text);
+    }
+    NodeVector scalars(nullptr, {nodes.nodes[0], nodes.nodes[1], nodes.nodes[3]});
+    scalars.set_number_of_children(100'000);
+}
+
 TEST(Resizing, RefusesMoreThanMemoryHoldsAndChangesNothing) {
     const std::string text = R"([[1],"x",[2,3]])";
     for (const unsigned long count : {1UL << 63U, ~0UL, (1UL << 61U) + 1}) {

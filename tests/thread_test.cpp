@@ -1,6 +1,9 @@
 /// Many host threads and unusual hosts: every operation answers as it does alone.
 
 #include "support/operations.hpp"
+#include "support/random_json.hpp"
+
+#include "nodes/shares.hpp"
 
 #include <gtest/gtest.h>
 
@@ -94,5 +97,34 @@ TEST_F(Threads, OfAHostThatUsesTasksItself) {
     EXPECT_EQ(complete, 1);
 }
 #endif
+
+/// Few nodes are many shares where each makes much work, and many nodes are few where they do not.
+TEST(Shares, FollowOneAnotherAndAreCutByWork) {
+    const auto dom = test::randomDocument(1, 5000, 1);
+    const auto nodes = test::tree::NodeVector(dom, {&dom->document}).get_children();
+    const struct {
+        std::size_t nodes, chunkSize, mostHeavy, fewest, most;
+    } cases[] = {{0, 10, 1, 0, 0},         {1, 4096, 1, 1, 1},        {40, 4096, 1, 10, 40},
+                 {5000, 4096, 1000, 2, 8}, {5000, 100, 1000, 50, 50}, {5000, 4096, 3, 500, 1700}};
+    for (const auto& [count, chunkSize, mostHeavy, fewest, most] : cases) {
+        const auto some = std::span(nodes.nodes).first(count);
+        const auto isObject = [](const rapidjson::Value& node, std::size_t = 0) {
+            return node.IsObject();
+        };
+        const auto shares = test::tree::dealOut<test::tree::Access::ReadType>(
+            test::tree::Chunks(some, chunkSize), mostHeavy, isObject);
+        EXPECT_GE(shares.size(), fewest) << count;
+        EXPECT_LE(shares.size(), most) << count;
+        std::vector<rapidjson::Value*> joined;
+        for (const auto& share : shares) {
+            joined.insert(joined.end(), share.nodes.begin(), share.nodes.end());
+            const auto heavy = std::ranges::count_if(
+                share.nodes, [&](const rapidjson::Value* node) { return isObject(*node); });
+            EXPECT_EQ(static_cast<std::size_t>(heavy), share.heavy);
+            EXPECT_LE(share.heavy, mostHeavy);
+        }
+        EXPECT_TRUE(std::ranges::equal(joined, some));
+    }
+}
 
 } // namespace

@@ -3,7 +3,9 @@
 #include "node_content/number_class.hpp"
 #include "node_content/record_check.hpp"
 #include "node_content/text.hpp"
+#include "node_content/type_codes.hpp"
 #include "nodes/columns.hpp"
+#include "nodes/distinct_nodes.hpp"
 #include "nodes/visit_nodes.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
@@ -100,13 +102,12 @@ private:
 class ValueSource {
 public:
     explicit ValueSource(const NodeVectorData& data)
-        : strings_(*data.strings), numberType_(data.number_types->data()),
-          double_(data.doubles->data()), uint64_(data.uint64s->data()),
-          int64_(data.int64s->data()) {}
+        : strings_(data.strings.get()), numberType_(start(data.number_types)),
+          double_(start(data.doubles)), uint64_(start(data.uint64s)), int64_(start(data.int64s)) {}
 
     /// @return a text, valid until the next call.
     const std::u16string& nextText() {
-        const auto text = strings_.get(string_++);
+        const auto text = strings_->get(string_++);
         if (!text) {
             throwError(OSTRA::string::MissingNotSupported());
         }
@@ -130,7 +131,13 @@ public:
     }
 
 private:
-    const Tarvel::String::String& strings_;
+    /// Null where there is no array, since nothing is taken from it.
+    template <class T>
+    static const T* start(const NumericArray<T>& array) {
+        return array != nullptr ? array->data() : nullptr;
+    }
+
+    const Tarvel::String::String* strings_;
     std::size_t string_ = 0;
     std::u16string text_;
     const std::uint8_t* numberType_;
@@ -163,16 +170,38 @@ NodeVectorData NodeVector::get_data() const {
 }
 
 void NodeVector::set_data(const NodeVectorData& data) {
-    requireFitting(data, nodes);
-    set_types(data.types);
+    const bool distinct = areDistinct(nodes);
+    requireFitting(data, nodes, distinct);
+    const std::span<const std::uint8_t> codes = usedTypeCodes(data.types, nodes.size());
     ValueSource source(data);
-    visitNodes<Access::Write>(nodes, [&](rapidjson::Value& node, std::size_t) {
+    const auto fill = [&](rapidjson::Value& node) {
         if (node.IsString()) {
             node = makeStringValue(source.nextText(), dom->document);
         } else if (node.IsNumber()) {
             source.setNumber(node);
         }
-    });
+    };
+    if (!distinct) {
+        resetNodes(nodes, codes);
+        visitNodes<Access::Write>(nodes, [&](rapidjson::Value& node, std::size_t) { fill(node); });
+        return;
+    }
+    // Types and values in one visit. Where it fails, all types are written nevertheless.
+    std::size_t visited = 0;
+    try {
+        visitNodes<Access::Write>(nodes, [&](rapidjson::Value& node, std::size_t i) {
+            visited = i + 1;
+            if (i < codes.size()) {
+                node = rapidjson::Value(static_cast<rapidjson::Type>(codes[i]));
+            }
+            fill(node);
+        });
+    } catch (...) {
+        if (visited < codes.size()) {
+            resetNodes(std::span(nodes).subspan(visited), codes.subspan(visited));
+        }
+        throw;
+    }
 }
 
 } // namespace ostra::io::json::tree

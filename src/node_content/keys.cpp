@@ -4,13 +4,14 @@
 #include "node_content/key_pattern.hpp"
 #include "node_content/key_union.hpp"
 #include "nodes/distinct_nodes.hpp"
+#include "nodes/shares.hpp"
 #include "nodes/visit_nodes.hpp"
 #include "platform/text_conversion.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 
+#include <algorithm>
 #include <array>
-#include <numeric>
 #include <stdexcept>
 
 namespace ostra::io::json::tree {
@@ -30,27 +31,6 @@ namespace {
     for (std::size_t offset = 0; offset < std::min(size, most); offset += line) {
         __builtin_prefetch(members + offset);
     }
-}
-
-/// Nodes are handed out to threads in chunks whose objects share one stretch of memory.
-constexpr std::size_t chunkSize = 1024;
-
-/// How many objects stand before each chunk; at the end, how many there are.
-std::vector<std::size_t> objectsBeforeChunks(std::span<rapidjson::Value* const> nodes) {
-    std::vector<std::size_t> before((nodes.size() + chunkSize - 1) / chunkSize + 1);
-    base::parallelLoop(before.size() - 1, [&](std::size_t begin, std::size_t end) {
-        for (std::size_t c = begin; c < end; ++c) {
-            const auto rest = nodes.subspan(c * chunkSize);
-            const auto chunk = rest.first(std::min(chunkSize, rest.size()));
-            std::size_t objects = 0;
-            visitNodes<Access::ReadType>(chunk, [&](const rapidjson::Value& node, std::size_t) {
-                objects += node.IsObject() ? 1 : 0;
-            });
-            before[c + 1] = objects;
-        }
-    });
-    std::partial_sum(before.begin(), before.end(), before.begin());
-    return before;
 }
 
 /// Memory for `count` blocks of `size` bytes each; null for none.
@@ -88,17 +68,25 @@ StringArray NodeVector::get_keys() const {
 
 void NodeVector::set_keys(const Tarvel::String::String& keys) {
     const KeyPattern pattern(keys);
-    const std::vector<std::size_t> before = objectsBeforeChunks(nodes);
+    constexpr std::size_t chunkSize = 4096;
+    const std::size_t mostObjects =
+        PoolPieces::bestPayload / std::max<std::size_t>(pattern.size(), 100);
+    const std::vector<Share> shares = dealOut<Access::ReadType>(
+        Chunks(nodes, chunkSize), std::max<std::size_t>(mostObjects, 1),
+        [](const rapidjson::Value& node, std::size_t) { return node.IsObject(); });
+    std::vector<std::size_t> before = {0}; // how many objects stand before each share
+    for (const Share& share : shares) {
+        before.push_back(before.back() + share.heavy);
+    }
     if (before.back() == 0) {
         return;
     }
+    const bool distinct = areDistinct(nodes);
     char* const blocks = takeBlocks(dom->document.GetAllocator(), before.back(), pattern.size());
     const auto copy = [&](std::size_t begin, std::size_t end) {
-        for (std::size_t c = begin; c < end; ++c) {
-            const auto rest = std::span(nodes).subspan(c * chunkSize);
-            const auto chunk = rest.first(std::min(chunkSize, rest.size()));
-            char* storage = blocks + before[c] * pattern.size();
-            visitNodes<Access::Write>(chunk, [&](rapidjson::Value& node, std::size_t) {
+        for (std::size_t s = begin; s < end; ++s) {
+            char* storage = blocks + before[s] * pattern.size();
+            visitNodes<Access::Write>(shares[s].nodes, [&](rapidjson::Value& node, std::size_t) {
                 if (node.IsObject()) {
                     pattern.copyTo(node, storage);
                     storage += pattern.size();
@@ -106,10 +94,10 @@ void NodeVector::set_keys(const Tarvel::String::String& keys) {
             });
         }
     };
-    if (provablyDistinct(nodes)) {
-        base::parallelLoop(before.size() - 1, copy);
+    if (distinct) {
+        base::parallelLoop(shares.size(), copy);
     } else {
-        copy(0, before.size() - 1);
+        copy(0, shares.size());
     }
 }
 

@@ -1,7 +1,7 @@
 #include "node_content/record_check.hpp"
 
 #include "node_content/type_codes.hpp"
-#include "nodes/distinct_nodes.hpp"
+#include "nodes/address_set.hpp"
 #include "nodes/visit_nodes.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
@@ -9,6 +9,7 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -16,18 +17,21 @@ namespace ostra::io::json::tree {
 
 namespace {
 
-template <class Handle>
-void requireArray(const Handle& array, const char* field) {
-    if (array == nullptr) {
-        throw std::invalid_argument(std::string(field) + ": no array");
-    }
-}
+/// What is wrong with one array of a record.
+struct Lack {
+    const char* field;
+    bool noArray;
+    std::size_t size;
+    std::size_t needed;
+};
 
-void requireElements(std::size_t size, std::size_t needed, const char* field) {
-    if (size < needed) {
-        throw std::out_of_range(std::string(field) + ": " + std::to_string(size) +
-                                " elements where the nodes need " + std::to_string(needed));
+[[noreturn]] void refuse(const Lack& lack) {
+    const std::string field = lack.field;
+    if (lack.noArray) {
+        throw std::invalid_argument(field + ": no array");
     }
+    throw std::out_of_range(field + ": " + std::to_string(lack.size) +
+                            " elements where the nodes need " + std::to_string(lack.needed));
 }
 
 /// How many nodes take part in the value pass.
@@ -41,57 +45,112 @@ struct Takers {
     }
 };
 
-/// Counts the nodes by the type they will have once `codes` are written.
-Takers countTakers(std::span<const std::uint8_t> codes, std::span<rapidjson::Value* const> nodes) {
-    Takers takers;
-    const auto uncovered = nodes.subspan(codes.size());
-    const auto typeOf = [](const rapidjson::Value& node) {
-        return static_cast<std::uint8_t>(node.GetType());
-    };
-    if (provablyDistinct(nodes)) {
-        for (const std::uint8_t code : codes) {
-            takers.add(code);
+/// The types that nodes will have once the codes of the first of them are written.
+class FinalTypes {
+public:
+    FinalTypes(Nodes nodes, std::span<const std::uint8_t> codes, bool distinct)
+        : nodes_(nodes), codes_(codes) {
+        if (distinct) {
+            return;
         }
-        visitNodes<Access::ReadType>(uncovered, [&](const rapidjson::Value& node, std::size_t) {
-            takers.add(typeOf(node));
-        });
-        return takers;
+        // A node inside another keeps its memory when the outer one is reset, and with it its type.
+        AddressSet seen(nodes.size());
+        for (const rapidjson::Value* node : nodes) {
+            if (!seen.insert(node)) {
+                repeated_.try_emplace(node, typeOf(*node));
+            }
+        }
+        for (std::size_t i = 0; i < codes.size(); ++i) {
+            if (const auto at = repeated_.find(nodes[i]); at != repeated_.end()) {
+                at->second = codes[i];
+            }
+        }
     }
-    // A node inside another keeps its memory when the outer one is reset, and with it its type.
-    boost::unordered_flat_map<const rapidjson::Value*, std::uint8_t> lastCodes;
-    lastCodes.reserve(codes.size());
-    for (std::size_t i = 0; i < codes.size(); ++i) {
-        lastCodes.insert_or_assign(nodes[i], codes[i]);
-    }
-    for (const rapidjson::Value* node : nodes.first(codes.size())) {
-        takers.add(lastCodes.find(node)->second);
-    }
-    for (const rapidjson::Value* node : uncovered) {
-        const auto covered = lastCodes.find(node);
-        takers.add(covered != lastCodes.end() ? covered->second : typeOf(*node));
-    }
-    return takers;
-}
 
-} // namespace
+    std::uint8_t operator[](std::size_t i) const {
+        if (!repeated_.empty()) {
+            if (const auto at = repeated_.find(nodes_[i]); at != repeated_.end()) {
+                return at->second;
+            }
+        }
+        return i < codes_.size() ? codes_[i] : typeOf(*nodes_[i]);
+    }
 
-void requireFitting(const NodeVectorData& data, std::span<rapidjson::Value* const> nodes) {
-    requireArray(data.types, "types");
-    requireArray(data.number_types, "number_types");
-    requireArray(data.strings, "strings");
-    requireArray(data.doubles, "doubles");
-    requireArray(data.uint64s, "uint64s");
-    requireArray(data.int64s, "int64s");
-    const Takers takers = countTakers(usedTypeCodes(data.types, nodes.size()), nodes);
-    requireElements(data.strings->size(), takers.strings, "strings");
-    requireElements(data.number_types->size(), takers.numbers, "number_types");
+    Takers takers() const {
+        Takers all;
+        if (!repeated_.empty()) {
+            return takersUpToString(SIZE_MAX);
+        }
+        for (const std::uint8_t code : codes_) {
+            all.add(code);
+        }
+        visitNodes<Access::ReadType>(
+            nodes_.subspan(codes_.size()),
+            [&](const rapidjson::Value& node, std::size_t) { all.add(typeOf(node)); });
+        return all;
+    }
+
+    /// Of the nodes up to the one that takes string `last`, 0-based.
+    Takers takersUpToString(std::size_t last) const {
+        Takers some;
+        for (std::size_t i = 0; i < nodes_.size() && some.strings <= last; ++i) {
+            some.add((*this)[i]);
+        }
+        return some;
+    }
+
+private:
+    static std::uint8_t typeOf(const rapidjson::Value& node) {
+        return static_cast<std::uint8_t>(node.GetType());
+    }
+
+    Nodes nodes_;
+    std::span<const std::uint8_t> codes_;
+    boost::unordered_flat_map<const rapidjson::Value*, std::uint8_t> repeated_;
+};
+
+/// @return the first array that has not what is taken from it, if any.
+std::optional<Lack> findLack(const NodeVectorData& data, const Takers& takers) {
+    std::optional<Lack> lack;
+    const auto need = [&lack](const auto& array, std::size_t needed, const char* field) {
+        const std::size_t size = array != nullptr ? array->size() : 0;
+        if (!lack && size < needed) {
+            lack = {field, array == nullptr, size, needed};
+        }
+    };
+    need(data.strings, takers.strings, "strings");
+    need(data.number_types, takers.numbers, "number_types");
+    if (lack || takers.numbers == 0) {
+        return lack;
+    }
     const std::span<const std::uint8_t> classes(data.number_types->data(), takers.numbers);
     const auto count = [&](LevelReader::NumberType type) {
         return static_cast<std::size_t>(std::ranges::count(classes, type));
     };
-    requireElements(data.doubles->size(), count(LevelReader::Double), "doubles");
-    requireElements(data.uint64s->size(), count(LevelReader::Uint64), "uint64s");
-    requireElements(data.int64s->size(), count(LevelReader::Int64), "int64s");
+    need(data.doubles, count(LevelReader::Double), "doubles");
+    need(data.uint64s, count(LevelReader::Uint64), "uint64s");
+    need(data.int64s, count(LevelReader::Int64), "int64s");
+    return lack;
+}
+
+} // namespace
+
+void requireFitting(const NodeVectorData& data, Nodes nodes, bool distinct) {
+    const FinalTypes types(nodes, usedTypeCodes(data.types, nodes.size()), distinct);
+    std::optional<Lack> lack = findLack(data, types.takers());
+    if (lack && data.strings != nullptr) {
+        // Only the nodes up to the first missing string need anything: the others are not reached.
+        std::size_t first = 0;
+        while (first < data.strings->size() && data.strings->get(first)) {
+            ++first;
+        }
+        if (first < data.strings->size()) {
+            lack = findLack(data, types.takersUpToString(first));
+        }
+    }
+    if (lack) {
+        refuse(*lack);
+    }
 }
 
 } // namespace ostra::io::json::tree

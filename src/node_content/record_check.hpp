@@ -2,23 +2,24 @@
 
 /// Whether a record has enough for the nodes it is to be written into.
 
-#include <ostra/io/json/tree/node_vector_data.hpp>
-#include <ostra/io/json/tree/rapidjson.hpp>
+#include "nodes/chunks.hpp"
 
-#include <span>
+#include <ostra/io/json/tree/node_vector_data.hpp>
 
 namespace ostra::io::json::tree {
 
 /// Refuses a record that does not fit, before anything is changed.
 ///
 /// Only what would be used counts: elements past the last one needed, and the codes of nodes that
-/// do not exist, may be anything. Missing strings are not looked for.
+/// do not exist, may be anything, and an array that nothing is taken from need not be there. The
+/// values are needed up to the first missing string that a node takes, which is the error there.
 ///
-/// @throws std::invalid_argument  where a handle is null, naming it.
+/// @param distinct  whether no node stands twice.
+/// @throws std::invalid_argument  where an array is needed and its handle is null, naming it.
 /// @throws std::out_of_range      for a type code outside 0 to 6, naming code and position, or
 ///                                where an array is too short, naming it with both lengths.
 /// @throws std::bad_alloc
-/// Cost: linear in the nodes; a hash map of them where they are not provably distinct.
-void requireFitting(const NodeVectorData& data, std::span<rapidjson::Value* const> nodes);
+/// Cost: linear in the nodes; where some repeat, a set of the nodes and a hash map of those.
+void requireFitting(const NodeVectorData& data, Nodes nodes, bool distinct);
 
 } // namespace ostra::io::json::tree

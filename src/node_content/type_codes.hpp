@@ -12,9 +12,14 @@ namespace ostra::io::json::tree {
 
 /// The codes that `set_types` would use: those of a node each, all checked.
 /// @param types  any shape; codes past `nodeCount` are not looked at.
-/// @throws std::invalid_argument  where the handle is null.
+/// @throws std::invalid_argument  where there are nodes and the handle is null.
 /// @throws std::out_of_range      for a code outside 0 to 6, naming code and position.
 std::span<const std::uint8_t> usedTypeCodes(const NumericArray<std::uint8_t>& types,
                                             std::size_t nodeCount);
+
+/// Replaces the first nodes by empty values of the given types, one code each, in order. Never
+/// fails.
+/// @param codes  all from 0 to 6, no more than there are nodes.
+void resetNodes(std::span<rapidjson::Value* const> nodes, std::span<const std::uint8_t> codes);
 
 } // namespace ostra::io::json::tree

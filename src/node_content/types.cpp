@@ -14,6 +14,9 @@ namespace ostra::io::json::tree {
 
 std::span<const std::uint8_t> usedTypeCodes(const NumericArray<std::uint8_t>& types,
                                             std::size_t nodeCount) {
+    if (nodeCount == 0) {
+        return {};
+    }
     if (types == nullptr) {
         throw std::invalid_argument("types: no array");
     }
@@ -30,6 +33,14 @@ std::span<const std::uint8_t> usedTypeCodes(const NumericArray<std::uint8_t>& ty
     return codes;
 }
 
+void resetNodes(std::span<rapidjson::Value* const> nodes, std::span<const std::uint8_t> codes) {
+    const std::uint8_t* const code = codes.data();
+    visitNodes<Access::Write>(nodes.first(codes.size()),
+                              [=](rapidjson::Value& node, std::size_t i) {
+                                  node = rapidjson::Value(static_cast<rapidjson::Type>(code[i]));
+                              });
+}
+
 NumericArray<std::uint8_t> NodeVector::get_types() const {
     NumericArray<std::uint8_t> types = makeColumn<std::uint8_t>(nodes.size());
     base::parallelLoop(nodes.size(), [&](std::size_t begin, std::size_t end) {
@@ -44,17 +55,13 @@ NumericArray<std::uint8_t> NodeVector::get_types() const {
 
 void NodeVector::set_types(const NumericArray<std::uint8_t>& types) {
     const std::span<const std::uint8_t> codes = usedTypeCodes(types, nodes.size());
-    const auto reset = [&](std::size_t begin, std::size_t end) {
-        const auto some = std::span(nodes).subspan(begin, end - begin);
-        const std::uint8_t* const someCodes = codes.data() + begin;
-        visitNodes<Access::Write>(some, [&](rapidjson::Value& node, std::size_t i) {
-            node = rapidjson::Value(static_cast<rapidjson::Type>(someCodes[i]));
-        });
-    };
+    // Where it takes a set to prove them distinct, that takes as long as writing them in turn.
     if (provablyDistinct(std::span(nodes).first(codes.size()))) {
-        base::parallelLoop(codes.size(), reset);
+        base::parallelLoop(codes.size(), [&](std::size_t begin, std::size_t end) {
+            resetNodes(std::span(nodes).subspan(begin), codes.subspan(begin, end - begin));
+        });
     } else {
-        reset(0, codes.size()); // the last code of a node that stands here twice wins
+        resetNodes(nodes, codes); // the last code of a node that stands here twice wins
     }
 }
 

@@ -1,6 +1,9 @@
 #include "base/parallel_loop.hpp"
 #include "document/pool_pieces.hpp"
 #include "nodes/address_runs.hpp"
+#include "nodes/address_set.hpp"
+#include "nodes/chunks.hpp"
+#include "nodes/shares.hpp"
 #include "nodes/visit_nodes.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
@@ -12,12 +15,10 @@ namespace ostra::io::json::tree {
 
 namespace {
 
-using Nodes = std::span<rapidjson::Value* const>;
-
-/// What is to be known of a stretch of nodes before any of them changes.
+/// What is to be known of a chunk of nodes before any of them changes.
 struct Survey {
-    std::size_t moving = 0; // arrays that need new storage
-    AddressRuns touched;    // the nodes, and the storage of the arrays that grow
+    bool changes = false; // whether there is anything to do
+    AddressRuns touched;  // the nodes, and the storage of the arrays that grow
     bool tooScattered = false;
 };
 
@@ -25,33 +26,35 @@ bool grows(const rapidjson::Value& node, std::size_t count) {
     return node.IsArray() && node.Size() < count;
 }
 
-Survey survey(Nodes nodes, std::size_t count) {
-    constexpr std::size_t nodesPerRun = 8; // shorter runs on average: sorting them costs too much
-    constexpr std::size_t fewRuns = 16;
-    Survey result;
-    visitNodes<Access::Read>(nodes, [&](const rapidjson::Value& value, std::size_t /*i*/) {
-        const rapidjson::Value* const node = &value;
-        const bool moves = grows(*node, count) && node->Capacity() < count;
-        result.moving += moves ? 1 : 0;
-        if (result.tooScattered) {
-            return;
-        }
-        if (!grows(*node, count) || node->Capacity() == 0) {
-            result.touched.add(node, node + 1);
+/// Whether an array needs new storage.
+bool moves(const rapidjson::Value& node, std::size_t count) {
+    return grows(node, count) && node.Capacity() < count;
+}
+
+constexpr std::size_t chunkSize = 4096;
+
+/// Takes one node of a chunk into account.
+void look(const rapidjson::Value& value, std::size_t count, Survey& survey) {
+    constexpr std::size_t mostRuns = chunkSize / 8; // with more, sorting them costs too much
+    const rapidjson::Value* const node = &value;
+    survey.changes = survey.changes || (value.IsArray() && value.Size() != count);
+    if (survey.tooScattered) {
+        return;
+    }
+    if (!grows(value, count) || value.Capacity() == 0) {
+        survey.touched.add(node, node + 1);
+    } else {
+        const rapidjson::Value* storage = value.Begin();
+        const rapidjson::Value* storageEnd = storage + value.Capacity();
+        if (std::less<>()(storage, node)) { // in order of address: one run, not two
+            survey.touched.add(storage, storageEnd);
+            survey.touched.add(node, node + 1);
         } else {
-            const rapidjson::Value* storage = node->Begin();
-            const rapidjson::Value* storageEnd = storage + node->Capacity();
-            if (std::less<>()(storage, node)) { // in order of address: one run, not two
-                result.touched.add(storage, storageEnd);
-                result.touched.add(node, node + 1);
-            } else {
-                result.touched.add(node, node + 1);
-                result.touched.add(storage, storageEnd);
-            }
+            survey.touched.add(node, node + 1);
+            survey.touched.add(storage, storageEnd);
         }
-        result.tooScattered = result.touched.size() > fewRuns + nodes.size() / nodesPerRun;
-    });
-    return result;
+    }
+    survey.tooScattered = survey.touched.size() > mostRuns;
 }
 
 /// Whether the nodes may be resized in any order, also at once.
@@ -98,6 +101,24 @@ void resizeAll(Nodes nodes, std::size_t count, Pool pool) {
     });
 }
 
+/// Leaves of each share's arrays that move those that did not stand in an earlier place: an array
+/// moves once, however often it is listed.
+void countOnce(std::vector<Share>& shares, std::size_t count) {
+    std::size_t moving = 0;
+    for (const Share& share : shares) {
+        moving += share.heavy;
+    }
+    AddressSet seen(moving);
+    for (Share& share : shares) {
+        if (share.heavy != 0) {
+            share.heavy = static_cast<std::size_t>(
+                std::ranges::count_if(share.nodes, [&](const rapidjson::Value* node) {
+                    return moves(*node, count) && seen.insert(node);
+                }));
+        }
+    }
+}
+
 std::size_t product(std::size_t a, std::size_t b) {
     std::size_t result = 0;
     if (__builtin_mul_overflow(a, b, &result)) {
@@ -111,41 +132,42 @@ std::size_t product(std::size_t a, std::size_t b) {
 /// Half a million arrays of 0 to 3 elements in as many records, grown to 4 by two threads: 9 ms; by
 /// RapidJSON's own operations one after another: 30 ms.
 void NodeVector::set_number_of_children(unsigned long count) {
-    constexpr std::size_t largestChunk = 4096;
-    constexpr std::size_t elementsPerChunk = PoolPieces::bestPayload / sizeof(rapidjson::Value);
-    if (nodes.empty()) {
+    constexpr std::size_t elementsPerShare = PoolPieces::bestPayload / sizeof(rapidjson::Value);
+    const Chunks chunks(nodes, chunkSize);
+    std::vector<Survey> surveys(chunks.count());
+    std::vector<Share> shares = dealOut<Access::Read>(
+        chunks, std::max<std::size_t>(elementsPerShare / std::max(count, 1UL), 1),
+        [&](const rapidjson::Value& node, std::size_t c) {
+            look(node, count, surveys[c]);
+            return moves(node, count);
+        });
+    if (std::ranges::none_of(surveys, &Survey::changes)) {
         return;
     }
-    const std::size_t chunkSize =
-        std::clamp<std::size_t>(elementsPerChunk / std::max(count, 1UL), 1, largestChunk);
-    const auto chunk = [&](std::size_t c) {
-        const Nodes rest = Nodes(nodes).subspan(c * chunkSize);
-        return rest.first(std::min(chunkSize, rest.size()));
-    };
-    std::vector<Survey> surveys((nodes.size() + chunkSize - 1) / chunkSize);
-    base::parallelLoop(surveys.size(), [&](std::size_t begin, std::size_t end) {
-        for (std::size_t c = begin; c < end; ++c) {
-            surveys[c] = survey(chunk(c), count);
-        }
-    });
-    std::vector<std::size_t> payloads;
-    payloads.reserve(surveys.size());
-    for (const Survey& one : surveys) {
-        payloads.push_back(
-            one.moving == 0 ? 0 : product(one.moving, product(count, sizeof(rapidjson::Value))));
-    }
     const bool independent = provablyIndependent(surveys);
-    const PoolPieces pieces(dom->document.GetAllocator(), payloads);
-    const auto resizeChunks = [&](std::size_t begin, std::size_t end) {
-        for (std::size_t c = begin; c < end; ++c) {
-            resizeAll(chunk(c), count, pieces.piece(c));
+    if (!independent) {
+        countOnce(shares, count);
+    }
+    std::vector<std::size_t> payloads;
+    payloads.reserve(shares.size());
+    for (const Share& share : shares) {
+        payloads.push_back(
+            share.heavy == 0 ? 0 : product(share.heavy, product(count, sizeof(rapidjson::Value))));
+    }
+    // Where arrays are only cut, or grow within what they have, the document may be missing.
+    const bool moving = std::ranges::any_of(payloads, [](std::size_t bytes) { return bytes != 0; });
+    Pool none;
+    const PoolPieces pieces(moving ? dom->document.GetAllocator() : none, payloads);
+    const auto resizeShares = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t s = begin; s < end; ++s) {
+            resizeAll(shares[s].nodes, count, pieces.piece(s));
         }
     };
     if (independent) {
-        base::parallelLoop(surveys.size(), resizeChunks);
+        base::parallelLoop(shares.size(), resizeShares);
     } else {
         // What was surveyed is enough here too: no array comes to need more through another.
-        resizeChunks(0, surveys.size());
+        resizeShares(0, shares.size());
     }
 }
 

@@ -1,8 +1,10 @@
 #include "nodes/distinct_nodes.hpp"
 
 #include "nodes/address_runs.hpp"
+#include "nodes/address_set.hpp"
 #include "nodes/chunks.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -45,7 +47,7 @@ Stretch look(Nodes nodes) {
 
 } // namespace
 
-bool provablyDistinct(std::span<rapidjson::Value* const> nodes) {
+bool provablyDistinct(Nodes nodes) {
     constexpr std::size_t stretchSize = 32'768;
     const Chunks chunks(nodes, stretchSize);
     std::vector<Stretch> stretches(chunks.count());
@@ -58,6 +60,15 @@ bool provablyDistinct(std::span<rapidjson::Value* const> nodes) {
         all.add(stretch.runs);
     }
     return all.provablyDisjoint();
+}
+
+bool areDistinct(Nodes nodes) {
+    if (provablyDistinct(nodes)) {
+        return true;
+    }
+    AddressSet seen(nodes.size());
+    return std::ranges::all_of(nodes,
+                               [&](const rapidjson::Value* node) { return seen.insert(node); });
 }
 
 } // namespace ostra::io::json::tree

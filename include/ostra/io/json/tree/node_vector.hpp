@@ -41,7 +41,7 @@ public:
     NodeVector() = default;
 
     /// Builds a node vector, as a binding does for the first one over a document.
-    /// @param document  the document; not null where an operation is to change it.
+    /// @param document  the document; not null where an operation takes memory from it.
     /// @param values    values of that document, none null.
     NodeVector(std::shared_ptr<DOM> document, std::vector<rapidjson::Value*> values)
         : dom(std::move(document)), nodes(std::move(values)) {}
@@ -134,8 +134,10 @@ public:
     /// @param count  elements each array is to have.
     /// @throws std::length_error  where the memory needed overflows 64 bits; nothing changes.
     /// @throws std::bad_alloc     where the document cannot get the memory; nothing changes.
-    /// A growing array may move its elements: pointers to them go stale.
-    /// Cost: linear in the nodes and in the elements moved or added.
+    /// A growing array may move its elements: pointers to them go stale. The document is only
+    /// needed where an array does not have the room yet; one that is listed often takes it once.
+    /// Cost: linear in the nodes and in the elements moved or added; where nodes repeat or come in
+    /// wild order, a set of the arrays that move.
     TVIOJSONTREE_EXPORT void set_number_of_children(unsigned long count);
 
     // Columns in and out. Arrays that the operations return are real columns, also when empty.
@@ -154,18 +156,22 @@ public:
     /// covers, then each string and number node takes its value, in node order.
     ///
     /// A number code other than 0, 1 and 2 leaves its node as it is and takes no value. Nodes past
-    /// the end of `types` take part with the type they have. Surplus elements are ignored.
+    /// the end of `types` take part with the type they have. Surplus elements are ignored, and an
+    /// array that nothing is taken from may be null. Where a string is missing, only the nodes up
+    /// to it need values.
     ///
     /// @param data  the record; not changed.
-    /// @throws std::invalid_argument  where a handle is null, naming it; nothing changes.
+    /// @throws std::invalid_argument  where something is needed from a null handle, naming it;
+    ///                                nothing changes.
     /// @throws std::out_of_range      for a type code outside 0 to 6 that would be used, naming
     ///                                it and its position, and where an array is shorter than
     ///                                the nodes need, naming it; nothing changes.
     /// @throws foundation::core::except::IMsgIDException  identifier
-    ///         "OSTRA:string:MissingNotSupported", where a string that a node needs is missing; the
+    ///         "OSTRA:string:MissingNotSupported", where a string that a node needs is missing; all
     ///         types and the values of earlier nodes stay written.
-    /// @throws std::bad_alloc         where memory is exhausted; what is written stays.
-    /// Cost: linear in the nodes.
+    /// @throws std::bad_alloc         where memory is exhausted: before anything changes, or all
+    ///                                types and the values of earlier nodes stay written.
+    /// Cost: linear in the nodes; in wild order about twice of that in document order.
     TVIOJSONTREE_EXPORT void set_data(const NodeVectorData& data);
 
     /// Lists the member names of all object nodes together.
@@ -201,7 +207,7 @@ public:
     ///
     /// @param types  `rapidjson::Type` codes, of any shape, taken in element order; code i is for
     ///               node i, surplus codes and nodes are left alone.
-    /// @throws std::invalid_argument  where the handle is null; nothing changes.
+    /// @throws std::invalid_argument  where there are nodes and the handle is null; nothing changes.
     /// @throws std::out_of_range      for a code outside 0 to 6 that would be used, naming code and
     ///                                position; nothing changes.
     /// @throws std::bad_alloc         where memory is exhausted; nothing changes.
