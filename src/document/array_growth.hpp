@@ -8,6 +8,10 @@ namespace ostra::io::json::tree {
 
 /// Appends nulls to `array` until it has at least `count` elements; its elements may move.
 ///
+/// An array that has elements grows at least by half, as by RapidJSON's PushBack, so that one that
+/// grows by one at a time costs no more than three times its final size; an empty one gets what it
+/// needs.
+///
 /// RapidJSON's own growth multiplies sizes unchecked and writes through null where its pool has no
 /// memory left.
 ///
