@@ -276,6 +276,22 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Failure,
                                          Fault::HostCall));
 #endif
 
+TEST(Navigation, AllocatesNothing) {
+    const auto at = test::tree::LevelReader::MakeStringReaderPtr(uR"({"a":{"b":[1]}})", {});
+    const std::string names[] = {"a", "b", "a name that no value holds in itself"};
+    const ostra::io::json::core::JSONPointer pointer("/0");
+    fault = Fault::OneAllocation;
+    left = never;
+    armed = caller = true;
+    const bool found = at->cdNodeName(names[0], false) && !at->cdNodeName(names[2], false) &&
+                       at->cdNodeName(names[1], false) && at->cdSelector(pointer);
+    at->cdup();
+    at->cd(0);
+    armed = caller = false;
+    EXPECT_TRUE(found);
+    EXPECT_EQ(left, never);
+}
+
 TEST(HostArrays, AreMadeOnceEachInOrderAndAtTheirFinalSize) {
     const struct {
         std::string text;

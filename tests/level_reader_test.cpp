@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <limits>
+#include <malloc.h>
 
 namespace {
 
@@ -257,6 +258,22 @@ TEST(Sets, PlaceholdersAreFoundByTheirClass) {
     EXPECT_EQ(textOf(at), "[9007199254740993,0.5,-9007199254740993,18446744073709551615]");
     at.setUint64s({5}); // now of class Double
     EXPECT_THAT(at.listUint64s(), ElementsAre(18446744073709551615U));
+}
+
+TEST(Sets, GrowAnArrayOneByOneInLinearMemory) {
+    const auto used = [] { // where a sanitizer has its own malloc: always 0
+        const auto info = mallinfo2();
+        return info.uordblks + info.hblkhd;
+    };
+    LevelReader at = reader("[]");
+    const std::size_t before = used();
+    Types codes;
+    while (codes.size() < 2000) {
+        codes.push_back(type(6));
+        at.setValueTypes(codes);
+    }
+    EXPECT_LT(used() - before, 4 * codes.size() * sizeof(rapidjson::Value) + 200'000);
+    EXPECT_EQ(at.listValueTypes(), codes);
 }
 
 TEST(Sets, RefuseTypesOutsideTheRangeBeforeAnythingChanges) {

@@ -8,6 +8,7 @@
 #include <ostra/io/json/tree/level_reader.hpp>
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <string_view>
 
@@ -21,18 +22,31 @@ struct Visit {
     rapidjson::SizeType next;
 };
 
-std::string_view keyOf(const rapidjson::Value::Member& member) {
-    return {member.name.GetString(), member.name.GetStringLength()};
+bool hasKey(const rapidjson::Value::Member& member, std::string_view name) {
+    return member.name.GetStringLength() == name.size() &&
+           std::memcmp(member.name.GetString(), name.data(), name.size()) == 0;
 }
 
-/// Searches `root` for the first member with this key: an object's member is tested before its
-/// value is entered, and a value is searched through before its next sibling.
+/// @return the value of the first member of `object` with this key, null where there is none.
+rapidjson::Value* findMember(rapidjson::Value& object, std::string_view name) {
+    const rapidjson::SizeType count = object.IsObject() ? object.MemberCount() : 0;
+    for (rapidjson::SizeType i = 0; i < count; ++i) {
+        rapidjson::Value::Member& member = memberAt(object, i);
+        if (hasKey(member, name)) {
+            return &member.value;
+        }
+    }
+    return nullptr;
+}
+
+/// Searches `root` and all below it for the first member with this key: an object's member is
+/// tested before its value is entered, and a value is searched through before its next sibling.
 ///
 /// @return the containers from `root` down to the one that holds the member, each with the position
 ///         behind the child that the path takes; empty where there is no such member.
-std::vector<Visit> findKey(rapidjson::Value& root, std::string_view name, bool recursive) {
+std::vector<Visit> findKeyBelow(rapidjson::Value& root, std::string_view name) {
     std::vector<Visit> path;
-    if (root.IsObject() || (recursive && root.IsArray())) {
+    if (isContainer(root)) {
         path.push_back({&root, 0});
     }
     while (!path.empty()) {
@@ -42,11 +56,11 @@ std::vector<Visit> findKey(rapidjson::Value& root, std::string_view name, bool r
             continue;
         }
         const rapidjson::SizeType index = next++;
-        if (container->IsObject() && keyOf(memberAt(*container, index)) == name) {
+        if (container->IsObject() && hasKey(memberAt(*container, index), name)) {
             return path;
         }
         rapidjson::Value& child = childAt(*container, index);
-        if (recursive && isContainer(child)) {
+        if (isContainer(child)) {
             path.push_back({&child, 0});
         }
     }
@@ -81,7 +95,16 @@ void LevelReader::cdup() {
 }
 
 bool LevelReader::cdNodeName(const std::string& name, bool recursive) {
-    const std::vector<Visit> path = findKey(*current, name, recursive);
+    if (!recursive) {
+        rapidjson::Value* const value = findMember(*current, name);
+        if (value == nullptr) {
+            return false;
+        }
+        parents.push_back(current);
+        current = value;
+        return true;
+    }
+    const std::vector<Visit> path = findKeyBelow(*current, name);
     if (path.empty()) {
         return false;
     }

@@ -90,7 +90,8 @@ public:
     ///                   Every value descended adds one level.
     /// @return whether it was found; if not, the reader has not moved.
     /// @throws std::bad_alloc  where a stack cannot grow; the reader has not moved.
-    /// Cost: linear in the values visited.
+    /// Cost: linear in the values visited; without recursion nothing is allocated (in UTF-8, and
+    /// down to 64 levels).
     bool cdNodeName(const std::string& name, bool recursive);
     bool cdNodeName(const std::u16string& name, bool recursive);
 
@@ -189,7 +190,8 @@ public:
 
     /// Replaces entries by empty values of the given types, also where the type stays the same. An
     /// array with fewer elements than there are types grows to that length first, which may move
-    /// its elements; nothing ever shrinks and objects never grow.
+    /// its elements (one that has elements takes at least half as much room again, so that growing
+    /// one by one stays linear); nothing ever shrinks and objects never grow.
     /// @param types  one type per entry; the fresh values are those of `setCurrentType`.
     /// @throws std::out_of_range  where a type that would be used is outside 0 to 6, naming code
     ///                            and position; nothing changes.
