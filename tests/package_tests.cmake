@@ -37,7 +37,7 @@ tviojsontree_flags(headers_alone)
 set_property(TARGET headers_alone PROPERTY INCLUDE_DIRECTORIES)
 
 # A translation unit with another RapidJSON configuration is refused in words a consumer understands.
-# The first case is the control: our header alone compiles and says nothing.
+# The first cases are the control: our header compiles and says nothing.
 function(configuration_test name pattern)
     set(header ${PROJECT_SOURCE_DIR}/include/ostra/io/json/tree/rapidjson.hpp)
     add_test(NAME configuration.${name}
@@ -49,6 +49,9 @@ function(configuration_test name pattern)
 endfunction()
 
 configuration_test(ours "")
+configuration_test(command_line "" -DRAPIDJSON_NO_SIZETYPEDEFINE)
+configuration_test(wide_sizes "" -DRAPIDJSON_NO_SIZETYPEDEFINE
+                   -include ${CMAKE_CURRENT_SOURCE_DIR}/wide_size_type.hpp -include rapidjson/document.h)
 configuration_test(included_first "include <ostra/io/json/tree/rapidjson.hpp> before any RapidJSON header"
                    -include rapidjson/document.h)
 configuration_test(narrow_sizes "tviojsontree needs RapidJSON with a 64-bit SizeType"

@@ -9,7 +9,9 @@
 ///
 /// The configuration: `rapidjson::SizeType` is `std::size_t` (documents above 4 GiB), pointers are
 /// packed into 48 bits, and a value therefore takes 24 bytes and holds strings of up to 21 bytes
-/// inline. See https://rapidjson.org/group___r_a_p_i_d_j_s_o_n___c_o_n_f_i_g.html.
+/// inline. `RAPIDJSON_NO_SIZETYPEDEFINE` may be defined on the compiler's command line; nothing
+/// needs to be declared then.
+/// See https://rapidjson.org/group___r_a_p_i_d_j_s_o_n___c_o_n_f_i_g.html.
 
 #include <cstddef>
 
@@ -36,6 +38,20 @@ configure RapidJSON with RAPIDJSON_NO_SIZETYPEDEFINE and a 64-bit rapidjson::Siz
 namespace rapidjson {
 using SizeType = std::size_t;
 }
+#else
+// The macro may come from the compiler's command line, with a declaration of the consumer's or
+// without. From inside rapidjson, the default is found where there is none; what is found is then
+// declared, perhaps again, and a type that is too narrow meets the assertion below.
+namespace tviojsontree_default {
+using SizeType = std::size_t;
+}
+namespace rapidjson {
+namespace tviojsontree_declared {
+using namespace ::tviojsontree_default; // NOLINT(google-build-using-namespace)
+using Type = SizeType;
+} // namespace tviojsontree_declared
+using SizeType = tviojsontree_declared::Type;
+} // namespace rapidjson
 #endif
 
 #include <rapidjson/document.h>
