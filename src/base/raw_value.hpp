@@ -5,6 +5,8 @@
 #include <ostra/io/json/tree/rapidjson.hpp>
 
 #include <cstddef>
+#include <new>
+#include <utility>
 
 namespace base {
 
@@ -64,6 +66,17 @@ public:
 } // namespace rapidjson
 
 namespace base {
+
+/// Builds a member with a null value where there is none yet. RapidJSON's releases after 1.1.0 give
+/// members no default constructor.
+/// @param place  room for a member, aligned for it.
+/// @param name   a string; moved from.
+inline void makeMember(void* place, rapidjson::Value& name) {
+    using Member = rapidjson::Value::Member;
+    char* const bytes = static_cast<char*>(place);
+    new (bytes + offsetof(Member, name)) rapidjson::Value(std::move(name));
+    new (bytes + offsetof(Member, value)) rapidjson::Value();
+}
 
 using RawValue =
     rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<>, RawValueAccess>;

@@ -5,8 +5,6 @@
 
 #include <ostra/io/json/tree/level_reader.hpp>
 
-#include <new>
-
 namespace ostra::io::json::tree {
 
 namespace {
@@ -46,7 +44,7 @@ void LevelReader::setKeyNames(const std::vector<std::u16string>& names) {
         base::takeFromPool(dom.document.GetAllocator(), names.size() * sizeof(Member)));
     for (std::size_t i = 0; i < names.size(); ++i) {
         rapidjson::Value name = makeStringValue(names[i], dom.document);
-        (new (members + i) Member)->name = name;
+        base::makeMember(members + i, name);
         base::RawValue::setObject(*current, members, i + 1);
     }
 }

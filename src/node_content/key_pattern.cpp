@@ -5,7 +5,6 @@
 #include "platform/text_conversion.hpp"
 
 #include <cstring>
-#include <new>
 #include <string_view>
 
 namespace ostra::io::json::tree {
@@ -33,10 +32,8 @@ KeyPattern::KeyPattern(const Tarvel::String::String& keys) : memberCount_(keys.s
     for (std::size_t i = 0; i < memberCount_; ++i) {
         const std::string name = requireName(keys, i);
         const bool isInline = name.size() <= base::RawValue::longestInline;
-        char* const member = bytes() + i * sizeof(Member);
-        new (member + offsetof(Member, value)) rapidjson::Value();
-        new (member + offsetof(Member, name))
-            rapidjson::Value(name.data(), isInline ? name.size() : 0, unused);
+        rapidjson::Value key(name.data(), isInline ? name.size() : 0, unused);
+        base::makeMember(bytes() + i * sizeof(Member), key);
         if (!isInline) {
             longNames_.push_back({i, size(), name.size()});
             block_.resize(block_.size() + wordsFor(name.size() + 1));
