@@ -17,6 +17,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using tree::LevelReader;
 using Types = std::vector<rapidjson::Type>;
+using InvalidPointer =
+    foundation::core::except::Exception<OSTRA::io::json::common::InvalidJSONPointer, std::exception,
+                                        void>;
 using Classes = std::vector<LevelReader::NumberType>;
 
 constexpr std::uint64_t lossy = 9007199254740993; // 2^53 + 1
@@ -116,7 +119,7 @@ TEST(Navigation, FollowsSelectors) {
         try {
             at.cdSelector(u16(selector));
             ADD_FAILURE() << selector;
-        } catch (const foundation::core::except::IMsgIDException& error) {
+        } catch (const InvalidPointer& error) {
             EXPECT_EQ(error.GetID(), "OSTRA:io:json:common:InvalidJSONPointer");
             EXPECT_THAT(error.GetBaseMsgIDObj().arguments,
                         ElementsAre(foundation::core::except::MessageArgument(selector)));

@@ -148,7 +148,8 @@ TEST(SetKeys, RefusesMissingNamesBeforeAnythingChanges) {
         try {
             at->set_keys(*stringsOf({u"b", std::nullopt, u"c"}));
             ADD_FAILURE();
-        } catch (const foundation::core::except::IMsgIDException& error) {
+        } catch (const foundation::core::except::Exception<OSTRA::string::MissingNotSupported,
+                                                           std::exception, void>& error) {
             EXPECT_EQ(error.GetID(), "OSTRA:string:MissingNotSupported");
         }
     }

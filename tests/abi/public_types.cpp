@@ -19,6 +19,8 @@ core::ReadJSONDocumentOptions* readOptions;
 write::struct_::WriteStructOptions* writeOptions;
 foundation::core::except::IMsgIDException* exceptionInterface;
 foundation::core::except::BaseMsgID* message;
+OSTRA::io::json::common::InvalidJSONPointer* invalidPointer;
+OSTRA::string::MissingNotSupported* missing;
 matrix::typed_vector<double>* numericArray;
 Tarvel::String::String* stringArray;
 

@@ -24,8 +24,7 @@
 /// Native stack: no operation needs more for a deeper document.
 
 #include <ostra/io/json/tree/dom.hpp>
-
-#include "platform/exceptions.hpp"
+#include <ostra/io/json/tree/errors.hpp>
 
 #include <cstddef>
 #include <cstdint>
@@ -103,9 +102,8 @@ public:
     ///
     /// @param selector  the pointer, as text or parsed; a parsed pointer must be valid.
     /// @return whether all tokens resolved; if not, the reader has not moved.
-    /// @throws foundation::core::except::IMsgIDException  where the text is no JSON Pointer:
-    ///         identifier "OSTRA:io:json:common:InvalidJSONPointer", the selector (UTF-8) its only
-    ///         argument; the reader has not moved.
+    /// @throws foundation::core::except::Exception<OSTRA::io::json::common::InvalidJSONPointer,
+    ///         std::exception, void>  where the text is no JSON Pointer; the reader has not moved.
     /// @throws std::bad_alloc  where a stack cannot grow; the reader has not moved.
     /// Cost: linear in the tokens and the members looked at.
     bool cdSelector(

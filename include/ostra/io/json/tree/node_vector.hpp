@@ -13,9 +13,8 @@
 /// Native stack: no operation needs more for a deeper document.
 
 #include <ostra/io/json/tree/dom.hpp>
+#include <ostra/io/json/tree/errors.hpp>
 #include <ostra/io/json/tree/node_vector_data.hpp>
-
-#include "platform/exceptions.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -166,9 +165,9 @@ public:
     /// @throws std::out_of_range      for a type code outside 0 to 6 that would be used, naming
     ///                                it and its position, and where an array is shorter than
     ///                                the nodes need, naming it; nothing changes.
-    /// @throws foundation::core::except::IMsgIDException  identifier
-    ///         "OSTRA:string:MissingNotSupported", where a string that a node needs is missing; all
-    ///         types and the values of earlier nodes stay written.
+    /// @throws foundation::core::except::Exception<OSTRA::string::MissingNotSupported,
+    ///         std::exception, void>  where a string that a node needs is missing; all types and
+    ///         the values of earlier nodes stay written.
     /// @throws std::bad_alloc         where memory is exhausted: before anything changes, or all
     ///                                types and the values of earlier nodes stay written.
     /// Cost: linear in the nodes; in wild order about twice of that in document order.
@@ -188,8 +187,8 @@ public:
     ///
     /// @param keys  the names, of any shape, taken in element order; duplicates are taken as they
     ///              are.
-    /// @throws foundation::core::except::IMsgIDException  identifier
-    ///         "OSTRA:string:MissingNotSupported", where a name is missing; no node changes.
+    /// @throws foundation::core::except::Exception<OSTRA::string::MissingNotSupported,
+    ///         std::exception, void>  where a name is missing; no node changes.
     /// @throws std::length_error  where the memory needed overflows 64 bits; no node changes.
     /// @throws std::bad_alloc     where memory is exhausted; no node changes.
     /// The document is only needed where there is an object among the nodes.
@@ -207,7 +206,8 @@ public:
     ///
     /// @param types  `rapidjson::Type` codes, of any shape, taken in element order; code i is for
     ///               node i, surplus codes and nodes are left alone.
-    /// @throws std::invalid_argument  where there are nodes and the handle is null; nothing changes.
+    /// @throws std::invalid_argument  where there are nodes and the handle is null; nothing
+    /// changes.
     /// @throws std::out_of_range      for a code outside 0 to 6 that would be used, naming code and
     ///                                position; nothing changes.
     /// @throws std::bad_alloc         where memory is exhausted; nothing changes.
