@@ -105,6 +105,8 @@ TEST(ChunkedReading, WherePlacesToBeginAreMisleading) {
              '[' + repeated(R"({"a":"b","c":"d"},)", 100) + "1]",
              "[/*" + records + "*/" + records + ",NaN,]",
              "[1" + repeated(" // 1,2,[3,4]\n,2", 100) + ']',
+             // A place behind a comma, in an object, that seems to be followed by elements.
+             '[' + repeated("{\"b\":6,\"a\": // ,\n 5,\"c\":7},", 100) + "1]",
              repeated("[1,", 200) + "2" + repeated("]", 200),
              repeated("[[1],", 200) + "2" + repeated("]", 200), repeated("[", 2000),
              std::string("[1111111111111,\xEF\xBB\xBF") + "2,3]", // a mark at the start only
