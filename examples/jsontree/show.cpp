@@ -21,9 +21,10 @@ constexpr std::size_t shownCharacters = 48;
 
 const std::array<std::string, 7> typeNames{"null",  "false",  "true",  "object",
                                            "array", "string", "number"};
-const std::array<std::string, 3> className{"double", "uint64", "int64"};
+/// By number class: a double holds the first exactly, and none of the others.
+const std::array<std::string, 3> classNames{"number", "integer (uint64)", "integer (int64)"};
 
-/// What the elements of an array are: "3 doubles, 1 null".
+/// What the elements of an array are: "1 null, 3 number".
 std::string summary(const LevelReader& array) {
     std::array<std::size_t, 10> counts{};
     for (const rapidjson::Type type : array.listValueTypes()) {
@@ -37,11 +38,21 @@ std::string summary(const LevelReader& array) {
     for (std::size_t i = 0; i < counts.size(); ++i) {
         if (counts.at(i) > 0) {
             const std::string& noun =
-                i < typeNames.size() ? typeNames.at(i) : className.at(i - typeNames.size());
+                i < typeNames.size() ? typeNames.at(i) : classNames.at(i - typeNames.size());
             text += (text.empty() ? ": " : ", ") + grouped(counts.at(i)) + " " + noun;
         }
     }
     return text;
+}
+
+/// A number as its reader would call it: an integer where it is written like one; with its class
+/// where a double would not hold it.
+std::string numberDescription(LevelReader::NumberType numberClass, const std::string& text) {
+    const bool isInteger = text.find_first_not_of("-0123456789") == std::string::npos;
+    const std::string name = isInteger ? "integer " + text : "number " + text;
+    return numberClass == LevelReader::Uint64  ? name + " (uint64)"
+           : numberClass == LevelReader::Int64 ? name + " (int64)"
+                                               : name;
 }
 
 /// Type, size and, of a scalar, the value that the reader stands on.
@@ -60,7 +71,7 @@ std::string description(const LevelReader& at) {
         const std::size_t length = characterCount(at.listStrings().front());
         return "string, " + counted(length, "character") + " " + value;
     }
-    return type == rapidjson::kNumberType ? className.at(at.listNumberTypes().front()) + " " + value
+    return type == rapidjson::kNumberType ? numberDescription(at.listNumberTypes().front(), value)
                                           : value;
 }
 

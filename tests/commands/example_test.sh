@@ -53,11 +53,13 @@ JSON
 
 # The tree, and what is cut off it.
 prints '.*stations.json: object, 6 members' '.*stations: array, 2,400 elements: 2,400 object' \
-    '.*id: uint64 10807754105756878474' '.*clock_offset_ns: int64 -2256838824645818089' \
+    '.*id: integer 10807754105756878474 \(uint64\)' \
+    '.*clock_offset_ns: integer -2256838824645818089 \(int64\)' \
     '.*name: string, 4 characters "부산 2"' '.*└─ … 2,397 more' -- "$stations"
-prints 'small.json: object, 4 members' '.*a: array, 3 elements: 1 null, 2 double' \
+prints 'small.json: object, 4 members' '.*a: array, 3 elements: 1 null, 2 number' \
     '.*\\u001B\[31m: string, 5 characters "deep\\u0007"' -- show small.json --depth 1
 ! "$program" show small.json --depth 3 | grep bottom >/dev/null || complain "--depth goes too deep"
+prints '.*\[0\]: integer 1' '.*\[1\]: number 2.5' -- show small.json --depth 2
 prints '.*bottom".*' -- show small.json --depth 5
 prints '.*a/b~: true' -- small.json --select /rows/2
 prints true -- small.json --select '/rows/2/a~1b~0' --compact
