@@ -3,6 +3,7 @@
 #include "base/parallel_loop.hpp"
 #include "element_search.hpp"
 #include "parse_error.hpp"
+#include "strict_reader.hpp"
 #include "text_reader.hpp"
 #include "utf8.hpp"
 
@@ -31,14 +32,49 @@ std::vector<std::size_t> chunkBeginnings(std::string_view text, std::size_t chun
     return beginnings;
 }
 
-/// One text being read.
+/// How to make readers of the fast kind, which says no more of a text than that it is not for it.
+struct Strict {
+    using Reader = StrictReader;
+
+    static Reader reader(std::string_view text, ValueBuilder& values) { return {text, values}; }
+
+    static void requireUtf8(std::string_view text, std::size_t begin, std::size_t end) {
+        if (!isWellFormedUtf8(text.substr(begin, end - begin))) {
+            throw NotStrict();
+        }
+    }
+};
+
+/// How to make readers of the kind that reads all there is to read, and says why it does not.
+struct Plain {
+    using Reader = TextReader;
+
+    Reader reader(std::string_view text, ValueBuilder& values) const {
+        return {sourceName, text, options, values};
+    }
+
+    void requireUtf8(std::string_view text, std::size_t begin, std::size_t end) const {
+        const std::string_view part = text.substr(begin, end - begin);
+        const std::size_t malformed = findMalformedUtf8(part);
+        if (malformed != part.size()) {
+            const auto byte = static_cast<unsigned char>(part[malformed]);
+            throwParseError(sourceName, text, begin + malformed,
+                            "malformed UTF-8 at byte value 0x" + hexadecimal(byte, 2));
+        }
+    }
+
+    const std::u16string& sourceName;
+    const ReadJSONDocumentOptions& options;
+};
+
+/// One text being read by readers of one kind.
+template <class Kind>
 class ChunkedReading {
 public:
-    ChunkedReading(const std::u16string& sourceName, std::string_view text,
-                   const ReadJSONDocumentOptions& options, std::size_t chunkSize,
+    ChunkedReading(const Kind& kind, std::string_view text, std::size_t chunkSize,
                    rapidjson::Document::AllocatorType& pool)
-        : sourceName_(sourceName), text_(text), options_(options), blocks_(pool, text.size()),
-          values_(blocks_), reader_(sourceName, text, options, values_) {
+        : kind_(kind), text_(text), blocks_(pool, text.size()), values_(blocks_),
+          reader_(kind.reader(text, values_)) {
         for (const std::size_t beginning : chunkBeginnings(text, chunkSize)) {
             chunks_.emplace_back(beginning);
         }
@@ -64,17 +100,6 @@ public:
         }
         reader_.finish();
         return values_.root();
-    }
-
-    /// @throws JSONParseError  where a part of the text is not well-formed UTF-8.
-    void requireUtf8(std::size_t begin, std::size_t end) const {
-        const std::string_view part = text_.substr(begin, end - begin);
-        const std::size_t malformed = findMalformedUtf8(part);
-        if (malformed != part.size()) {
-            const auto byte = static_cast<unsigned char>(part[malformed]);
-            throwParseError(sourceName_, text_, begin + malformed,
-                            "malformed UTF-8 at byte value 0x" + hexadecimal(byte, 2));
-        }
     }
 
 private:
@@ -105,7 +130,7 @@ private:
     /// Reads what lies in front of the first chunk.
     void readStart() {
         const std::size_t limit = beginOfChunk(0);
-        requireUtf8(0, limit);
+        kind_.requireUtf8(text_, 0, limit);
         reader_.readTo(limit);
         nextChunk_ = 0;
     }
@@ -113,9 +138,9 @@ private:
     void readAhead(std::size_t k) {
         Chunk& chunk = chunks_[k];
         const std::size_t limit = beginOfChunk(k + 1);
-        requireUtf8(chunk.begin, limit);
+        kind_.requireUtf8(text_, chunk.begin, limit);
         chunk.values = takeBuilder();
-        TextReader ahead(sourceName_, text_.substr(chunk.begin), options_, *chunk.values);
+        typename Kind::Reader ahead = kind_.reader(text_.substr(chunk.begin), *chunk.values);
         chunk.elements = ahead.readElements(limit - chunk.begin);
         chunk.values->releaseRest();
         chunk.isRead = true;
@@ -141,7 +166,8 @@ private:
         }
         if (elements.count != 0 && reader_.elementDueAt(chunk.begin)) {
             values_.expect(elements.count, likelyRest(chunk));
-            reader_.adopt({elements.count, chunk.begin + elements.end}, *chunk.values);
+            reader_.adopt({elements.count, chunk.begin + elements.end, elements.nextDue},
+                          *chunk.values);
         } else {
             chunk.values->discard();
         }
@@ -173,12 +199,11 @@ private:
         spare_.push_back(std::move(builder));
     }
 
-    const std::u16string& sourceName_;
+    const Kind kind_;
     const std::string_view text_;
-    const ReadJSONDocumentOptions& options_;
     BlockSource blocks_;
     ValueBuilder values_;
-    TextReader reader_; // goes through the whole text
+    typename Kind::Reader reader_; // goes through the whole text
     std::deque<Chunk> chunks_;
     std::atomic<std::size_t> nextStretch_ = 0; // the start of the text, then the chunks
 
@@ -191,19 +216,57 @@ private:
     std::vector<std::unique_ptr<ValueBuilder>> spare_; // as new, but with room for waiting values
 };
 
+bool readInOneGo(std::string_view text, rapidjson::Document& document) {
+    if (!isWellFormedUtf8(text)) {
+        return false;
+    }
+    BlockSource blocks(document.GetAllocator(), text.size());
+    ValueBuilder values(blocks);
+    StrictReader reader(text, values);
+    if (!reader.readAll()) {
+        return false;
+    }
+    static_cast<rapidjson::Value&>(document) = values.root();
+    return true;
+}
+
+/// @return whether the text could be read so; if not, the document is of no use.
+bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Document& document) {
+    if (text.size() / chunkSize < 2) {
+        return readInOneGo(text, document);
+    }
+    try {
+        ChunkedReading<Strict> reading({}, text, chunkSize, document.GetAllocator());
+        static_cast<rapidjson::Value&>(document) = reading.read();
+        return true;
+    } catch (const NotStrict&) {
+        return false;
+    }
+}
+
 } // namespace
 
-rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
-                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize) {
+rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_view text,
+                                const ReadJSONDocumentOptions& options, std::size_t chunkSize) {
     rapidjson::Document document;
-    ChunkedReading reading(sourceName, text, options, chunkSize, document.GetAllocator());
+    const Plain plain{.sourceName = sourceName, .options = options};
+    ChunkedReading<Plain> reading(plain, text, chunkSize, document.GetAllocator());
     try {
         static_cast<rapidjson::Value&>(document) = reading.read();
     } catch (const JSONParseError&) {
         // Malformed UTF-8 is reported before all else, wherever it stands; every stretch was looked
         // at only just before it was read, while it was on its way into the cache.
-        reading.requireUtf8(0, text.size());
+        plain.requireUtf8(text, 0, text.size());
         throw;
+    }
+    return document;
+}
+
+rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
+                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize) {
+    rapidjson::Document document;
+    if (!readStrictly(text, chunkSize, document)) {
+        document = readPlainly(sourceName, text, options, chunkSize);
     }
     return document;
 }

@@ -26,4 +26,8 @@ namespace ostra::io::json::core {
 rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
                                  const ReadJSONDocumentOptions& options, std::size_t chunkSize);
 
+/// The same with nothing but the plain reader, which comes in where the fast one gives up.
+rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_view text,
+                                const ReadJSONDocumentOptions& options, std::size_t chunkSize);
+
 } // namespace ostra::io::json::core

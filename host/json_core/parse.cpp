@@ -1,3 +1,4 @@
+#include "base/parallel_loop.hpp"
 #include "chunked_reading.hpp"
 #include "platform/json_core.hpp"
 
@@ -9,7 +10,9 @@ rapidjson::Document parse_json_document(const std::u16string& sourceName,
     // A hundred times what finding a place to begin costs. 100 MB on two threads took the same time
     // in chunks of 0.25, 1 and 4 MiB; small ones let shorter texts gain too.
     constexpr std::size_t chunkSize = std::size_t{1} << 20U;
-    return readInChunks(sourceName, {bytes.data(), bytes.size()}, options, chunkSize);
+    const bool worthAsking = bytes.size() >= 2 * chunkSize;
+    return readInChunks(sourceName, {bytes.data(), bytes.size()}, options,
+                        worthAsking && base::severalThreads() ? chunkSize : bytes.size() + 1);
 }
 
 } // namespace ostra::io::json::core

@@ -99,8 +99,7 @@ const char* TextReader::readString(const char* at) {
     if (!isAt(special, '"')) { // most strings have no escape: no detour through the scratch text
         return readEscapedString(begin, special);
     }
-    builder_.string({at, static_cast<std::size_t>(special - at)},
-                    static_cast<std::size_t>(end_ - at));
+    builder_.string({at, static_cast<std::size_t>(special - at)});
     return special + 1;
 }
 
@@ -119,7 +118,7 @@ const char* TextReader::readEscapedString(const char* begin, const char* at) {
         at = findSpecial(run, end_);
         scratch_.append(run, at);
     }
-    builder_.string(scratch_, scratch_.size());
+    builder_.string(scratch_);
     return at + 1;
 }
 

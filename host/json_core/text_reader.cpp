@@ -39,7 +39,7 @@ void TextReader::readTo(std::size_t limit) {
 }
 
 void TextReader::adopt(const Elements& elements, ValueBuilder& values) {
-    builder_.append(values, elements.count);
+    builder_.append(values, 0, elements.count);
     levels_.back().count += elements.count - 1; // the last one is counted like one read here
     at_ = goToNextValue(begin_ + elements.end);
 }

@@ -3,6 +3,7 @@
 /// The reader of JSON texts: strictly RFC 8259 but for the options, exact, without native
 /// recursion.
 
+#include "elements.hpp"
 #include "platform/json_core.hpp"
 #include "value_builder.hpp"
 #include "white_space.hpp"
@@ -14,12 +15,6 @@
 #include <vector>
 
 namespace ostra::io::json::core {
-
-/// Elements of an array that were read from the middle of a text.
-struct Elements {
-    std::size_t count = 0;
-    std::size_t end = 0; // position behind the last of them
-};
 
 /// Reads one text and tells a builder what is in it.
 ///

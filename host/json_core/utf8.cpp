@@ -41,8 +41,12 @@ std::size_t sequenceLength(std::string_view text, std::size_t i) {
 
 } // namespace
 
+bool isWellFormedUtf8(std::string_view text) {
+    return simdjson::validate_utf8(text);
+}
+
 std::size_t findMalformedUtf8(std::string_view text) {
-    if (simdjson::validate_utf8(text)) {
+    if (isWellFormedUtf8(text)) {
         return text.size();
     }
     std::size_t i = 0;

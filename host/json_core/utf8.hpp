@@ -13,6 +13,9 @@ constexpr std::size_t byteOrderMarkSize(std::string_view text) {
     return text.starts_with("\xEF\xBB\xBF") ? 3 : 0;
 }
 
+/// @return whether `text` is well-formed UTF-8 (Unicode 15, table 3-7).
+bool isWellFormedUtf8(std::string_view text);
+
 /// @return the offset of the first byte of the first sequence in `text` that is not well-formed
 ///         UTF-8 (Unicode 15, table 3-7: no overlong forms, no surrogates, nothing above U+10FFFF);
 ///         `text.size()` where there is none. Cost: linear.

@@ -14,6 +14,7 @@
 #include <vector>
 #else
 #include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/partitioner.h>
 #include <oneapi/tbb/task_arena.h>
@@ -23,6 +24,12 @@
 namespace base {
 
 #ifndef TVIOJSONTREE_PLAIN_THREADS
+
+/// @return whether a parallel loop may run on more than the calling thread.
+inline bool severalThreads() {
+    return tbb::this_task_arena::max_concurrency() > 1 &&
+           tbb::global_control::active_value(tbb::global_control::max_allowed_parallelism) > 1;
+}
 
 /// Calls `body(begin, end)` for disjoint sub-ranges that together cover [0, count), on several
 /// threads, and returns when all calls have returned. Nothing is called where `count` is 0.
@@ -62,6 +69,10 @@ void parallelLoop(std::size_t count, const Body& body) {
 }
 
 #else
+
+inline bool severalThreads() {
+    return true;
+}
 
 /// The same contract on plain threads, for the race detector (see cmake/BuildFlags.cmake).
 template <class Body>

@@ -5,6 +5,7 @@
 #include <ostra/io/json/tree/rapidjson.hpp>
 
 #include <cstddef>
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -60,6 +61,44 @@ public:
         value.data_.f.flags = Value::kCopyStringFlag;
         value.SetStringPointer(text);
         value.data_.s.length = length;
+    }
+
+    // A value is three words: for a number its bits and 0, for a container its size twice, for a
+    // string its length and 0, for a short one its first 16 bytes; the last word has the flags in
+    // its upper 16 bits and below them a pointer or the rest of a short string. Whoever makes
+    // millions of values writes them as such.
+
+    static constexpr std::uint64_t nullWord = std::uint64_t{Value::kNullFlag} << 48U;
+    static constexpr std::uint64_t trueWord = std::uint64_t{Value::kTrueFlag} << 48U;
+    static constexpr std::uint64_t falseWord = std::uint64_t{Value::kFalseFlag} << 48U;
+    static constexpr std::uint64_t realWord = std::uint64_t{Value::kNumberDoubleFlag} << 48U;
+    static constexpr std::uint64_t arrayWord = std::uint64_t{Value::kArrayFlag} << 48U;
+    static constexpr std::uint64_t objectWord = std::uint64_t{Value::kObjectFlag} << 48U;
+    static constexpr std::uint64_t stringWord = std::uint64_t{Value::kCopyStringFlag} << 48U;
+
+    /// Of an integer of this magnitude: it has the flags of all classes that can hold it.
+    static constexpr std::uint64_t integerWord(std::uint64_t magnitude, bool negative) {
+        constexpr std::uint64_t largestInt = 0x7FFFFFFF;
+        constexpr std::uint64_t isInt = Value::kIntFlag;
+        constexpr std::uint64_t isUint = Value::kUintFlag;
+        constexpr std::uint64_t isInt64 = Value::kNumberInt64Flag;
+        constexpr std::uint64_t isUint64 = Value::kNumberUint64Flag;
+        if (negative) {
+            return (isInt64 | (magnitude <= largestInt + 1 ? isInt : 0U)) << 48U;
+        }
+        if (magnitude <= largestInt) [[likely]] {
+            return (isInt64 | isUint64 | isInt | isUint) << 48U;
+        }
+        return (isUint64 | (magnitude >> 63U == 0 ? isInt64 : 0U) |
+                (magnitude >> 32U == 0 ? isUint : 0U))
+               << 48U;
+    }
+
+    /// Of an inline string of `length` bytes, without those behind the first 16.
+    static constexpr std::uint64_t inlineWord(std::uint64_t length) {
+        return (std::uint64_t{Value::kShortStringFlag} << 48U | std::uint64_t{longestInline}
+                                                                    << 40U) -
+               (length << 40U);
     }
 };
 

@@ -1,0 +1,127 @@
+#pragma once
+
+/// What the strict reader does at every byte: pieces of its state machine, to be inlined into it.
+///
+/// Each looks at a place in the text from which at least `scanAhead` bytes can be read, whatever
+/// they are, and none looks for the end of the text.
+
+#include "base/raw_value.hpp"
+
+#include <emmintrin.h>
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace ostra::io::json::core {
+
+/// How far from its start a token, with the white space around it, is read without a look at the
+/// end of the text.
+inline constexpr std::size_t scanAhead = 256;
+
+#define OSTRA_INLINE [[gnu::always_inline]] inline
+
+// Words
+
+template <class Word>
+OSTRA_INLINE Word loadWord(const void* from) {
+    Word word;
+    std::memcpy(&word, from, sizeof word);
+    return word;
+}
+
+OSTRA_INLINE __m128i loadVector(const void* from) {
+    return _mm_loadu_si128(static_cast<const __m128i*>(from));
+}
+
+/// Writes a value as 16 + 8 bytes. Values are copied in the same pieces when their container ends:
+/// a load that spans two stores just made waits for both to leave the store buffer.
+OSTRA_INLINE void storeValue(rapidjson::Value* value, __m128i first, std::uint64_t last) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(value), first);
+    std::memcpy(reinterpret_cast<char*>(value) + 16, &last, sizeof last);
+}
+
+OSTRA_INLINE void storeValue(rapidjson::Value* value, std::uint64_t first, std::uint64_t last) {
+    storeValue(value, _mm_cvtsi64_si128(static_cast<std::int64_t>(first)), last);
+}
+
+/// Copies values; may write up to 7 values behind them.
+OSTRA_INLINE void copyFewValues(char* to, const rapidjson::Value* from, std::size_t size) {
+    const char* source = reinterpret_cast<const char*>(from);
+    for (char* const end = to + size; to < end; to += 24, source += 24) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), loadVector(source));
+        std::memcpy(to + 16, source + 16, 8);
+    }
+}
+
+// White space
+
+/// @return a bit for each of the 16 bytes that is no white space.
+OSTRA_INLINE std::uint32_t notSpace(const char* at) {
+    const __m128i block = loadVector(at);
+    const __m128i space = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8(' ')),
+                                                    _mm_cmpeq_epi8(block, _mm_set1_epi8('\n'))),
+                                       _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('\t')),
+                                                    _mm_cmpeq_epi8(block, _mm_set1_epi8('\r'))));
+    return static_cast<std::uint32_t>(_mm_movemask_epi8(space)) ^ 0xFFFFU;
+}
+
+/// Hides from the compiler what is known of a number.
+OSTRA_INLINE std::size_t anyNumber(std::size_t number) {
+    asm("" : "+r"(number));
+    return number;
+}
+
+// Strings
+
+/// @return a bit for each of the 16 bytes that may not stand in a string as it is.
+OSTRA_INLINE std::uint32_t specialInString(__m128i block) {
+    const __m128i lastControl = _mm_set1_epi8(0x1F);
+    const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl);
+    const __m128i quote = _mm_cmpeq_epi8(block, _mm_set1_epi8('"'));
+    const __m128i backslash = _mm_cmpeq_epi8(block, _mm_set1_epi8('\\'));
+    return static_cast<std::uint32_t>(
+        _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(control, quote), backslash)));
+}
+
+/// Writes an inline string of up to 15 bytes, those at the start of `block`.
+OSTRA_INLINE void storeShortString(rapidjson::Value* value, __m128i block, std::size_t length) {
+    alignas(32) static constexpr unsigned char wanted[32] = {
+        0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+        0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0,    0,    0,    0,    0,    0,
+        0,    0,    0,    0,    0,    0,    0,    0,    0,    0};
+    storeValue(value, _mm_and_si128(block, loadVector(wanted + 16 - length)),
+               base::RawValue::inlineWord(length));
+}
+
+// Numbers
+
+/// @return the value of a digit; above 9 for all else.
+OSTRA_INLINE unsigned digitAt(const char* at) {
+    return static_cast<unsigned char>(*at) - unsigned{'0'};
+}
+
+/// @return eight bytes of text, less '0' each, so that digits are what is below 10.
+OSTRA_INLINE std::uint64_t eightDigits(const char* at) {
+    return loadWord<std::uint64_t>(at) ^ 0x3030303030303030U;
+}
+
+/// @return in front of how many of the eight bytes there are only digits, from 0 to 8.
+OSTRA_INLINE unsigned countDigits(std::uint64_t eight) {
+    // Adding 6 carries what is above 9 into the upper half of its byte; a carry into the next byte
+    // comes only from one that was no digit already.
+    const std::uint64_t other = (eight | (eight + 0x0606060606060606U)) & 0xF0F0F0F0F0F0F0F0U;
+    return other == 0 ? 8 : static_cast<unsigned>(std::countr_zero(other)) / 8;
+}
+
+/// @return the number that eight digits make, the first one in the lowest byte.
+OSTRA_INLINE std::uint64_t joinDigits(std::uint64_t eight) {
+    eight = eight * 10 + (eight >> 8U);
+    constexpr std::uint64_t mask = 0x000000FF000000FFU;
+    constexpr std::uint64_t upper = 100 + (std::uint64_t{1'000'000} << 32U);
+    constexpr std::uint64_t lower = 1 + (std::uint64_t{10'000} << 32U);
+    return ((eight & mask) * upper + ((eight >> 16U) & mask) * lower) >> 32U;
+}
+
+} // namespace ostra::io::json::core
