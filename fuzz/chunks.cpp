@@ -1,22 +1,19 @@
-/// A text, read in chunks: against the same reader in one go.
+/// A text, read by the fast reader, in one go and in chunks: against the plain one.
 
-#include "json_core/chunked_reading.hpp"
-#include "support.hpp"
+#include "identical.hpp"
 
 namespace {
 
 using namespace fuzz;
 
-/// What comes of a text: the same written anew, or the refusal.
-std::string outcome(const std::string& text, const ReadOptions& options, std::size_t chunkSize) {
-    tree::DOM dom;
-    try {
-        dom.document = core::readInChunks(u"source", text, options, chunkSize);
-    } catch (const std::runtime_error& error) {
-        return std::string("refused: ") + error.what();
-    }
-    return u8(
-        tree::write_string(dom, {.allowNaNInf = true, .prettyPrint = false, .indentText = {}}));
+/// The fast reader may leave to the plain one only what that one refuses, or scalars.
+void checkStrictly(const std::string& text, const Outcome& plain) {
+    rapidjson::Document document;
+    const bool read = core::readStrictly(text, text.size() + 1, document);
+    const bool isContainer =
+        plain.document && (plain.document->IsArray() || plain.document->IsObject());
+    check(read == isContainer, "what the fast reader takes");
+    check(!read || identical(document, *plain.document), "a text read by the fast reader");
 }
 
 } // namespace
@@ -31,9 +28,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                  .allowTrailingCommas = (choice & 2U) != 0,
                                  .allowNaNInf = (choice & 4U) != 0};
     const std::string text(data + 1, data + size);
-    const std::string whole = outcome(text, options, text.size() + 1);
-    for (const std::size_t chunkSize : {5U, 16U, 50U}) { // short chunks make wrong guesses
-        check(outcome(text, options, chunkSize) == whole, "a text read in chunks");
+    checkStrictly(text, readPlainly(text, {}));
+    // Text behind which there is more than the fast reader reads from a copy.
+    const std::string longer = '[' + text + ',' + std::string(4096, ' ') + "0]";
+    checkStrictly(longer, readPlainly(longer, {}));
+
+    const Outcome whole = readPlainly(text, options);
+    for (const std::size_t chunkSize : {std::size_t{5}, std::size_t{16}, std::size_t{50}, size}) {
+        // Short chunks make wrong guesses.
+        check(readInChunks(text, options, chunkSize) == whole, "a text read in chunks");
     }
+    check(outcomeOf([&] { return core::readPlainly(u"source", text, options, 16); }) == whole,
+          "a text read in chunks by the plain reader");
     return 0;
 }

@@ -6,8 +6,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=$(nproc)
 
 build_packages=(g++ cmake ninja-build rapidjson-dev libtbb-dev libboost1.81-dev libicu-dev
-    libfast-float-dev
-    libsimdjson-dev)
+    libfast-float-dev libsimdjson-dev)
 # What the tests, the benchmarks beside them and the format check add. `binutils` and
 # `abigail-tools` read the exported symbols, python3 the includes.
 # shellcheck disable=SC2034 # for the scripts that source this file

@@ -230,7 +230,8 @@ bool readInOneGo(std::string_view text, rapidjson::Document& document) {
     return true;
 }
 
-/// @return whether the text could be read so; if not, the document is of no use.
+} // namespace
+
 bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Document& document) {
     if (text.size() / chunkSize < 2) {
         return readInOneGo(text, document);
@@ -243,8 +244,6 @@ bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Docum
         return false;
     }
 }
-
-} // namespace
 
 rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_view text,
                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize) {

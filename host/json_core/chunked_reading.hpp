@@ -26,7 +26,14 @@ namespace ostra::io::json::core {
 rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
                                  const ReadJSONDocumentOptions& options, std::size_t chunkSize);
 
-/// The same with nothing but the plain reader, which comes in where the fast one gives up.
+// The two ways that it tries, one after the other.
+
+/// Reads what is strict JSON with a container at its root.
+/// @return whether the text is; if not, the document is of no use.
+/// @throws std::bad_alloc  where memory is exhausted.
+bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Document& document);
+
+/// Reads whatever the options allow, and says what it refuses.
 rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_view text,
                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize);
 
