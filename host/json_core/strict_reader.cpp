@@ -15,7 +15,8 @@ namespace {
 
 using rapidjson::Value;
 
-/// What a container that is open has where its value will be.
+/// What a container that is open has where its value will be. Read and written word by word: as a
+/// whole, the compiler passed it through vector registers, and each load waited for several stores.
 struct OpenContainer {
     std::uint64_t link;       // distance to its parent in bytes, with the `Parent` in the last bits
     std::uint64_t usualSpace; // of the parent
@@ -35,12 +36,26 @@ constexpr std::size_t firstElement = 1;
 
 constexpr std::uint64_t parentBits = 3; // values are apart by multiples of 8 bytes
 
-OSTRA_INLINE OpenContainer loadContainer(const Value* place) {
-    return std::bit_cast<OpenContainer>(loadWord<std::array<char, sizeof(Value)>>(place));
+OSTRA_INLINE std::uint64_t linkOf(const Value* place) {
+    return loadWord<std::uint64_t>(reinterpret_cast<const char*>(place) +
+                                   offsetof(OpenContainer, link));
+}
+
+OSTRA_INLINE std::size_t usualSpaceAround(const Value* place) {
+    return loadWord<std::uint64_t>(reinterpret_cast<const char*>(place) +
+                                   offsetof(OpenContainer, usualSpace));
+}
+
+OSTRA_INLINE std::size_t positionOfContainer(const Value* place) {
+    return loadWord<std::uint64_t>(reinterpret_cast<const char*>(place) +
+                                   offsetof(OpenContainer, position));
 }
 
 OSTRA_INLINE void storeContainer(Value* place, const OpenContainer& container) {
-    std::memcpy(static_cast<void*>(place), &container, sizeof container);
+    char* const to = reinterpret_cast<char*>(place);
+    std::memcpy(to, &container.link, sizeof container.link);
+    std::memcpy(to + 8, &container.usualSpace, sizeof container.usualSpace);
+    std::memcpy(to + 16, &container.position, sizeof container.position);
 }
 
 template <class Place>
@@ -125,10 +140,9 @@ Elements StrictReader::readElements(std::size_t limit) noexcept {
         elements.nextDue = stop == Stop::atLimit;
         const Value* firstBehind = stack_.top;
         for (const Value* open = stack_.begin() + container_; open != stack_.begin();) {
-            const OpenContainer container = loadContainer(open);
-            elements.end = container.position;
+            elements.end = positionOfContainer(open);
             firstBehind = open;
-            open = parentOf(open, container.link);
+            open = parentOf(open, linkOf(open));
         }
         elements.count = static_cast<std::size_t>(firstBehind - stack_.begin()) - firstElement;
     } catch (const std::exception&) { // see the contract
@@ -210,7 +224,7 @@ StrictReader::Stop StrictReader::run(Due due) {
     Value* top = stack_.top;
     Value* container = stack_.begin() + container_;
     std::size_t usualSpace = usualSpace_;
-    OpenContainer closed{};
+    std::uint64_t link = 0;
 
     const auto suspend = [&]() __attribute__((always_inline)) {
         at_ = at;
@@ -293,7 +307,7 @@ element:
 behindElement:
     if (*at != ',') {
         if (*at != ']') {
-            std::size_t usualOutside = loadContainer(container).usualSpace;
+            std::size_t usualOutside = usualSpaceAround(container);
             at = skipSpace(at, usualOutside);
             if (*at == ',') {
                 goto commaInArray;
@@ -309,8 +323,9 @@ commaInArray:
     goto element;
 
 endOfArray:
-    closed = loadContainer(container);
-    if ((closed.link & parentBits) == unbegun) [[unlikely]] {
+    link = linkOf(container);
+    usualSpace = usualSpaceAround(container);
+    if ((link & parentBits) == unbegun) [[unlikely]] {
         suspend();
         return Stop::atEnd;
     }
@@ -373,7 +388,7 @@ key:
 behindMember:
     if (*at != ',') {
         if (*at != '}') {
-            std::size_t usualOutside = loadContainer(container).usualSpace;
+            std::size_t usualOutside = usualSpaceAround(container);
             at = skipSpace(at, usualOutside);
             if (*at == ',') {
                 goto commaInObject;
@@ -389,15 +404,15 @@ commaInObject:
     goto key;
 
 endOfObject:
-    closed = loadContainer(container);
+    link = linkOf(container);
+    usualSpace = usualSpaceAround(container);
     closeContainer(container, top, storage_, base::RawValue::objectWord, 2);
 
 behindContainer:
     ++at;
     top = container + 1;
-    container = parentOf(container, closed.link);
-    usualSpace = closed.usualSpace;
-    if ((closed.link & parentBits) == outermost) [[unlikely]] {
+    container = parentOf(container, link);
+    if ((link & parentBits) == outermost) [[unlikely]] {
         suspend();
         due_ = Due::nothing;
         return Stop::atEnd;
@@ -405,7 +420,7 @@ behindContainer:
     if (at >= limit_ && !mayGoOn(false, stop)) [[unlikely]] {
         return stop;
     }
-    if ((closed.link & parentBits) == inArray) {
+    if ((link & parentBits) == inArray) {
         goto behindElement;
     }
     goto behindMember;

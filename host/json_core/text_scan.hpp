@@ -85,13 +85,13 @@ OSTRA_INLINE std::uint32_t specialInString(__m128i block) {
         _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(control, quote), backslash)));
 }
 
+alignas(32) constexpr unsigned char wantedBytes[32] = {
+    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0};
+
 /// Writes an inline string of up to 15 bytes, those at the start of `block`.
 OSTRA_INLINE void storeShortString(rapidjson::Value* value, __m128i block, std::size_t length) {
-    alignas(32) static constexpr unsigned char wanted[32] = {
-        0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
-        0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0,    0,    0,    0,    0,    0,
-        0,    0,    0,    0,    0,    0,    0,    0,    0,    0};
-    storeValue(value, _mm_and_si128(block, loadVector(wanted + 16 - length)),
+    storeValue(value, _mm_and_si128(block, loadVector(wantedBytes + 16 - length)),
                base::RawValue::inlineWord(length));
 }
 
