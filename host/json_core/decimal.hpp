@@ -9,6 +9,9 @@
 
 namespace ostra::io::json::core {
 
+/// From 0 to here, doubles hold all integers.
+inline constexpr std::uint64_t largestExact = std::uint64_t{1} << 53U;
+
 /// The double nearest to `magnitude * 10^exponent`, ties to even.
 ///
 /// One operation on two exact doubles gives it, correctly rounded by IEEE 754, where both are
@@ -21,7 +24,7 @@ namespace ostra::io::json::core {
                                                               std::int64_t exponent) {
     using Format = fast_float::binary_format<double>;
     constexpr int largest = 22;
-    if (magnitude <= std::uint64_t{1} << 53U && exponent >= -largest && exponent <= largest) {
+    if (magnitude <= largestExact && exponent >= -largest && exponent <= largest) {
         const auto exact = static_cast<double>(static_cast<std::int64_t>(magnitude));
         return std::bit_cast<std::uint64_t>(
             exponent < 0 ? exact / fast_float::powers_of_ten_double[-exponent]

@@ -225,6 +225,7 @@ StrictReader::Stop StrictReader::run(Due due) {
     Value* container = stack_.begin() + container_;
     std::size_t usualSpace = usualSpace_;
     std::uint64_t link = 0;
+    std::size_t usualDigits = 0;
 
     const auto suspend = [&]() __attribute__((always_inline)) {
         at_ = at;
@@ -281,6 +282,14 @@ element:
     if (at >= limit_ && !mayGoOn(true, stop)) [[unlikely]] {
         return stop;
     }
+    if (mayBeginNumber(*at)) {
+        at = readNumber(at, top, usualDigits);
+        if (at == nullptr) [[unlikely]] {
+            return Stop::notStrict;
+        }
+        ++top;
+        goto behindElement;
+    }
     switch (*at) {
     case '"':
         at = readString(at + 1, top);
@@ -297,7 +306,7 @@ element:
         at = readLiteral(at, top);
         break;
     default:
-        at = readNumber(at, top);
+        return Stop::notStrict;
     }
     if (at == nullptr) [[unlikely]] {
         return Stop::notStrict;
@@ -378,7 +387,7 @@ key:
         at = readLiteral(at, top);
         break;
     default:
-        at = readNumber(at, top);
+        at = readNumber(at, top, usualDigits);
     }
     if (at == nullptr) [[unlikely]] {
         return Stop::notStrict;

@@ -77,13 +77,16 @@ private:
     // token_reader.cpp: tokens of any length
     [[gnu::noinline]] const char* skipLongSpace(const char* at);
     [[gnu::noinline]] const char* readLongString(const char* at, rapidjson::Value* value);
-    [[gnu::noinline]] const char* readLongNumber(const char* at, rapidjson::Value* value);
+    [[gnu::noinline]] const char* readExponent(const char* at, const char* number,
+                                               std::uint64_t magnitude, std::size_t fractionDigits,
+                                               rapidjson::Value* value);
+    [[gnu::noinline]] const char* readLongNumber(const char* number, rapidjson::Value* value);
     bool makeRoomForString(const char* at, char*& to);
 
     // token_scan.hpp: tokens that are short, to be inlined
     const char* skipSpace(const char* at, std::size_t& usual);
     const char* readString(const char* at, rapidjson::Value* value);
-    const char* readNumber(const char* at, rapidjson::Value* value);
+    const char* readNumber(const char* at, rapidjson::Value* value, std::size_t& usualDigits);
     static const char* readLiteral(const char* at, rapidjson::Value* value);
 
     /// Short texts, and the ends of longer ones, are copied here.

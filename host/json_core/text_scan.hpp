@@ -102,6 +102,18 @@ OSTRA_INLINE unsigned digitAt(const char* at) {
     return static_cast<unsigned char>(*at) - unsigned{'0'};
 }
 
+/// True for digits and '-', and for two characters that make no value.
+OSTRA_INLINE bool mayBeginNumber(char c) {
+    return static_cast<unsigned char>(c - '-') <= '9' - '-';
+}
+
+OSTRA_INLINE bool isExponentMark(char c) {
+    return (c | 0x20) == 'e';
+}
+
+constexpr std::uint64_t powersOfTen[] = {1,      10,      100,      1000,     10000,
+                                         100000, 1000000, 10000000, 100000000};
+
 /// @return eight bytes of text, less '0' each, so that digits are what is below 10.
 OSTRA_INLINE std::uint64_t eightDigits(const char* at) {
     return loadWord<std::uint64_t>(at) ^ 0x3030303030303030U;

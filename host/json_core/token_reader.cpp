@@ -1,5 +1,6 @@
 /// The strict reader's ways through tokens of any length, with a look at the end of the text.
 
+#include "decimal.hpp"
 #include "number_text.hpp"
 #include "strict_reader.hpp"
 #include "text_scan.hpp"
@@ -243,9 +244,36 @@ bool StrictReader::makeRoomForString(const char* at, char*& to) {
     const auto done = static_cast<std::size_t>(to - begin);
     const auto rest = static_cast<std::size_t>(stringEnd - at);
     storage_.require(done + rest + 2 * longestStep);
-    std::memcpy(storage_.free(), begin, done);
+    std::copy_n(begin, done, storage_.free());
     to = storage_.free() + done;
     return stringEnd != end_;
+}
+
+/// The rest of a number of up to 19 digits: the exponent that is at `at`, if there is one.
+const char* StrictReader::readExponent(const char* at, const char* number, std::uint64_t magnitude,
+                                       std::size_t fractionDigits, rapidjson::Value* value) {
+    auto exponent = -static_cast<std::int64_t>(fractionDigits);
+    if (isExponentMark(*at)) {
+        ++at;
+        const bool minus = *at == '-';
+        at += minus || *at == '+' ? 1 : 0;
+        const char* const begin = at;
+        std::uint64_t written = 0;
+        for (unsigned digit = digitAt(at); digit <= 9; digit = digitAt(++at)) {
+            written = written * 10 + digit;
+        }
+        constexpr std::ptrdiff_t usual = 5;
+        if (at == begin || at - begin > usual) {
+            return readLongNumber(number, value);
+        }
+        exponent += static_cast<std::int64_t>(minus ? 0 - written : written);
+    }
+    const std::uint64_t bits = nearestDoubleBits(magnitude, exponent);
+    if (bits >= firstNonFinite) {
+        return readLongNumber(number, value);
+    }
+    storeValue(value, bits | std::uint64_t{*number == '-'} << 63U, base::RawValue::realWord);
+    return at;
 }
 
 /// A number that no 64-bit integer holds the digits of, or that has no usual exponent; at `number`.

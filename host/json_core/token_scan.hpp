@@ -69,35 +69,27 @@ OSTRA_INLINE const char* StrictReader::readLiteral(const char* at, rapidjson::Va
     return nullptr;
 }
 
-OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Value* value) {
+OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Value* value, std::size_t& usualDigits) {
     constexpr std::size_t mostDigits = 19; // never more than 64 bits
     const char* const number = at;
-    const bool negative = *at == '-';
-    at += negative ? 1 : 0;
+    const std::uint64_t negative = *at == '-' ? 1 : 0;
+    const auto withSign = [negative](std::uint64_t magnitude) {
+        return static_cast<std::int64_t>((magnitude ^ (0 - negative)) + negative);
+    };
+    at += negative;
     const char* const digits = at;
     std::uint64_t magnitude = 0;
     for (unsigned digit = digitAt(at); digit <= 9; digit = digitAt(++at)) {
         magnitude = magnitude * 10 + digit;
     }
-    std::ptrdiff_t count = at - digits;
-    if (static_cast<std::size_t>(count - 1) >= mostDigits || (count > 1 && *digits == '0'))
-        [[unlikely]] {
-        return count <= static_cast<std::ptrdiff_t>(mostDigits) ? nullptr
-                                                                : readLongNumber(number, value);
+    auto count = static_cast<std::size_t>(at - digits);
+    if (count - 1 >= mostDigits) [[unlikely]] {
+        return count == 0 ? nullptr : readLongNumber(number, value);
     }
-    const auto isExponent = [](char c) { return (c | 0x20) == 'e'; };
-    if (*at <= ',' || (*at != '.' && !isExponent(*at))) { // behind most integers there is a comma
-        if (negative && magnitude > std::uint64_t{1} << 63U) [[unlikely]] {
-            return readLongNumber(number, value);
-        }
-        storeValue(value, negative ? 0 - magnitude : magnitude,
-                   base::RawValue::integerWord(magnitude, negative && magnitude != 0));
-        return at;
+    if (*digits == '0' && count != 1) [[unlikely]] {
+        return nullptr;
     }
-    std::int64_t exponent = 0;
     if (*at == '.') {
-        static constexpr std::uint64_t powers[] = {1,      10,      100,      1000,     10000,
-                                                   100000, 1000000, 10000000, 100000000};
         const char* const fraction = ++at;
         std::uint64_t eight = eightDigits(at);
         unsigned more = countDigits(eight);
@@ -105,46 +97,56 @@ OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Val
             return nullptr;
         }
         if (more == 8) {
-            magnitude = magnitude * powers[8] + joinDigits(eight);
+            magnitude = magnitude * powersOfTen[8] + joinDigits(eight);
             at += 8;
             eight = eightDigits(at);
             more = countDigits(eight);
             if (more == 8) {
-                magnitude = magnitude * powers[8] + joinDigits(eight);
+                magnitude = magnitude * powersOfTen[8] + joinDigits(eight);
                 at += 8;
                 eight = eightDigits(at);
                 more = countDigits(eight);
             }
         }
         if (more != 0) {
-            magnitude = magnitude * powers[more] + joinDigits(eight << (64 - 8 * more));
-            at += more;
+            magnitude = magnitude * powersOfTen[more] + joinDigits(eight << (64 - 8 * more));
+            if (anyNumber(usualDigits) == more) [[likely]] {
+                at += usualDigits;
+            } else {
+                usualDigits = more;
+                at += more;
+            }
         }
-        exponent = fraction - at;
-        count -= exponent;
-    }
-    if (count > static_cast<std::ptrdiff_t>(mostDigits)) [[unlikely]] {
+        const auto fractionDigits = static_cast<std::size_t>(at - fraction);
+        count += fractionDigits;
+        // A magnitude of 0 goes another way, for its sign.
+        if (magnitude - 1 < largestExact && count <= mostDigits && !isExponentMark(*at))
+            [[likely]] {
+            const double nearest = static_cast<double>(withSign(magnitude)) /
+                                   fast_float::powers_of_ten_double[fractionDigits];
+            storeValue(value, _mm_castpd_si128(_mm_set_sd(nearest)), base::RawValue::realWord);
+            return at;
+        }
+        if (count <= mostDigits) {
+            return readExponent(at, number, magnitude, fractionDigits, value);
+        }
         return readLongNumber(number, value);
     }
-    if (isExponent(*at)) {
-        ++at;
-        const bool minus = *at == '-';
-        at += minus || *at == '+' ? 1 : 0;
-        std::uint64_t written = 0;
-        const char* const begin = at;
-        for (unsigned digit = digitAt(at); digit <= 9; digit = digitAt(++at)) {
-            written = written * 10 + digit;
-        }
-        if (at == begin || at - begin > 5) [[unlikely]] { // none, or many
-            return readLongNumber(number, value);
-        }
-        exponent += static_cast<std::int64_t>(minus ? 0 - written : written);
+    if (isExponentMark(*at)) [[unlikely]] {
+        return readExponent(at, number, magnitude, 0, value);
     }
-    const std::uint64_t bits = nearestDoubleBits(magnitude, exponent);
-    if (bits >= firstNonFinite) [[unlikely]] {
+    constexpr std::uint64_t largestSmall = 0x7FFFFFFF;
+    if (magnitude <= largestSmall) [[likely]] {
+        const std::int64_t small = withSign(magnitude);
+        storeValue(value, static_cast<std::uint64_t>(small),
+                   base::RawValue::integerWord(0, small < 0));
+        return at;
+    }
+    if (negative != 0 && magnitude > std::uint64_t{1} << 63U) {
         return readLongNumber(number, value);
     }
-    storeValue(value, bits | std::uint64_t{negative} << 63U, base::RawValue::realWord);
+    storeValue(value, static_cast<std::uint64_t>(withSign(magnitude)),
+               base::RawValue::integerWord(magnitude, negative != 0));
     return at;
 }
 
