@@ -77,6 +77,9 @@ private:
     // token_reader.cpp: tokens of any length
     [[gnu::noinline]] const char* skipLongSpace(const char* at);
     [[gnu::noinline]] const char* readLongString(const char* at, rapidjson::Value* value);
+    [[gnu::noinline]] const char* readWideNumber(const char* number, rapidjson::Value* value);
+    [[gnu::noinline]] const char* readFraction(const char* at, const char* number,
+                                               std::uint64_t magnitude, rapidjson::Value* value);
     [[gnu::noinline]] const char* readExponent(const char* at, const char* number,
                                                std::uint64_t magnitude, std::size_t fractionDigits,
                                                rapidjson::Value* value);

@@ -114,26 +114,36 @@ OSTRA_INLINE bool isExponentMark(char c) {
 constexpr std::uint64_t powersOfTen[] = {1,      10,      100,      1000,     10000,
                                          100000, 1000000, 10000000, 100000000};
 
-/// @return eight bytes of text, less '0' each, so that digits are what is below 10.
-OSTRA_INLINE std::uint64_t eightDigits(const char* at) {
-    return loadWord<std::uint64_t>(at) ^ 0x3030303030303030U;
+/// Up to eight digits at the start of eight bytes of text.
+struct Digits {
+    __m128i values; // in the lower half
+    std::size_t count;
+};
+
+OSTRA_INLINE Digits loadDigits(const char* at) {
+    const __m128i values =
+        _mm_xor_si128(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(at)), _mm_set1_epi8('0'));
+    const __m128i other = _mm_cmpeq_epi8(_mm_max_epu8(values, _mm_set1_epi8(10)), values);
+    // There is no digit in the upper half.
+    const auto mask = static_cast<std::uint32_t>(_mm_movemask_epi8(other));
+    return {values, static_cast<std::size_t>(std::countr_zero(mask | 0x100U))};
 }
 
-/// @return in front of how many of the eight bytes there are only digits, from 0 to 8.
-OSTRA_INLINE unsigned countDigits(std::uint64_t eight) {
-    // Adding 6 carries what is above 9 into the upper half of its byte; a carry into the next byte
-    // comes only from one that was no digit already.
-    const std::uint64_t other = (eight | (eight + 0x0606060606060606U)) & 0xF0F0F0F0F0F0F0F0U;
-    return other == 0 ? 8 : static_cast<unsigned>(std::countr_zero(other)) / 8;
+/// @return the number that the digits make.
+OSTRA_INLINE std::uint64_t joinDigits(const Digits& digits) {
+    const __m128i gap = _mm_cvtsi32_si128(64 - 8 * static_cast<int>(digits.count));
+    const __m128i ones = _mm_unpacklo_epi8(_mm_sll_epi64(digits.values, gap), _mm_setzero_si128());
+    const __m128i pairs = _mm_madd_epi16(ones, _mm_set1_epi32(1 << 16 | 10));
+    const __m128i fours =
+        _mm_madd_epi16(_mm_packs_epi32(pairs, pairs), _mm_set1_epi32(1 << 16 | 100));
+    const auto both = static_cast<std::uint64_t>(_mm_cvtsi128_si64(fours));
+    return (both & 0xFFFFFFFFU) * 10'000 + (both >> 32U);
 }
 
-/// @return the number that eight digits make, the first one in the lowest byte.
-OSTRA_INLINE std::uint64_t joinDigits(std::uint64_t eight) {
-    eight = eight * 10 + (eight >> 8U);
-    constexpr std::uint64_t mask = 0x000000FF000000FFU;
-    constexpr std::uint64_t upper = 100 + (std::uint64_t{1'000'000} << 32U);
-    constexpr std::uint64_t lower = 1 + (std::uint64_t{10'000} << 32U);
-    return ((eight & mask) * upper + ((eight >> 16U) & mask) * lower) >> 32U;
+OSTRA_INLINE void storeReal(rapidjson::Value* value, double magnitude, std::uint64_t negative) {
+    const __m128i sign = _mm_cvtsi64_si128(static_cast<std::int64_t>(negative << 63U));
+    storeValue(value, _mm_or_si128(_mm_castpd_si128(_mm_set_sd(magnitude)), sign),
+               base::RawValue::realWord);
 }
 
 } // namespace ostra::io::json::core

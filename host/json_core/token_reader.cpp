@@ -249,7 +249,60 @@ bool StrictReader::makeRoomForString(const char* at, char*& to) {
     return stringEnd != end_;
 }
 
-/// The rest of a number of up to 19 digits: the exponent that is at `at`, if there is one.
+/// A number that begins like one, of up to 19 digits as a rule.
+const char* StrictReader::readWideNumber(const char* number, rapidjson::Value* value) {
+    constexpr std::size_t mostDigits = 19; // never more than 64 bits
+    const std::uint64_t negative = *number == '-' ? 1 : 0;
+    const char* const digits = number + negative;
+    const char* at = digits;
+    std::uint64_t magnitude = 0;
+    for (unsigned digit = digitAt(at); digit <= 9; digit = digitAt(++at)) {
+        magnitude = magnitude * 10 + digit;
+    }
+    const auto count = static_cast<std::size_t>(at - digits);
+    if (count > mostDigits) {
+        return readLongNumber(number, value);
+    }
+    if (*at == '.' || isExponentMark(*at)) {
+        return readFraction(at, number, magnitude, value);
+    }
+    if (negative != 0 && magnitude > std::uint64_t{1} << 63U) {
+        return readLongNumber(number, value);
+    }
+    storeValue(value, (magnitude ^ (0 - negative)) + negative,
+               base::RawValue::integerWord(magnitude, negative != 0));
+    return at;
+}
+
+/// The rest of a number, from the point or the exponent that is at `at` on.
+/// @param magnitude  of the digits in front, at most 19.
+const char* StrictReader::readFraction(const char* at, const char* number, std::uint64_t magnitude,
+                                       rapidjson::Value* value) {
+    std::size_t fractionDigits = 0;
+    if (*at == '.') {
+        const char* const fraction = ++at;
+        Digits digits = loadDigits(at);
+        if (digits.count == 0) {
+            return nullptr;
+        }
+        for (int eights = 0; digits.count == 8 && eights < 2; ++eights) {
+            magnitude = magnitude * powersOfTen[8] + joinDigits(digits);
+            at += digits.count;
+            digits = loadDigits(at);
+        }
+        magnitude = magnitude * powersOfTen[digits.count] + joinDigits(digits);
+        at += digits.count;
+        fractionDigits = static_cast<std::size_t>(at - fraction);
+        constexpr std::ptrdiff_t mostDigits = 19;
+        if (at - number > mostDigits + 1 + (*number == '-' ? 1 : 0)) {
+            return readLongNumber(number, value);
+        }
+    }
+    return readExponent(at, number, magnitude, fractionDigits, value);
+}
+
+/// The rest of a number, from the exponent on that may be at `at`.
+/// @param magnitude  of all digits in front, at most 19.
 const char* StrictReader::readExponent(const char* at, const char* number, std::uint64_t magnitude,
                                        std::size_t fractionDigits, rapidjson::Value* value) {
     auto exponent = -static_cast<std::int64_t>(fractionDigits);

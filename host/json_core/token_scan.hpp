@@ -69,84 +69,70 @@ OSTRA_INLINE const char* StrictReader::readLiteral(const char* at, rapidjson::Va
     return nullptr;
 }
 
-OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Value* value, std::size_t& usualDigits) {
-    constexpr std::size_t mostDigits = 19; // never more than 64 bits
+/// Numbers of up to nine digits in front of the point and seven behind it, without an exponent.
+OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Value* value,
+                                                  std::size_t& usualDigits) {
     const char* const number = at;
     const std::uint64_t negative = *at == '-' ? 1 : 0;
-    const auto withSign = [negative](std::uint64_t magnitude) {
-        return static_cast<std::int64_t>((magnitude ^ (0 - negative)) + negative);
-    };
     at += negative;
-    const char* const digits = at;
-    std::uint64_t magnitude = 0;
-    for (unsigned digit = digitAt(at); digit <= 9; digit = digitAt(++at)) {
-        magnitude = magnitude * 10 + digit;
-    }
-    auto count = static_cast<std::size_t>(at - digits);
-    if (count - 1 >= mostDigits) [[unlikely]] {
-        return count == 0 ? nullptr : readLongNumber(number, value);
-    }
-    if (*digits == '0' && count != 1) [[unlikely]] {
+    std::uint64_t magnitude = digitAt(at);
+    std::size_t count = 1;
+    if (magnitude - 1 < 9) [[likely]] {
+        constexpr std::size_t most = 9;
+#pragma GCC unroll 9
+        for (; count <= most; ++count) {
+            const unsigned digit = digitAt(at + count);
+            if (digit > 9) {
+                break;
+            }
+            magnitude = magnitude * 10 + digit;
+        }
+        if (count > most) [[unlikely]] {
+            return readWideNumber(number, value);
+        }
+    } else if (magnitude != 0 || digitAt(at + 1) <= 9) [[unlikely]] {
         return nullptr;
     }
-    if (*at == '.') {
-        const char* const fraction = ++at;
-        std::uint64_t eight = eightDigits(at);
-        unsigned more = countDigits(eight);
-        if (more == 0) [[unlikely]] {
-            return nullptr;
-        }
-        if (more == 8) {
-            magnitude = magnitude * powersOfTen[8] + joinDigits(eight);
-            at += 8;
-            eight = eightDigits(at);
-            more = countDigits(eight);
-            if (more == 8) {
-                magnitude = magnitude * powersOfTen[8] + joinDigits(eight);
-                at += 8;
-                eight = eightDigits(at);
-                more = countDigits(eight);
+    at += count;
+    if (*at > ',') { // behind most integers there is a comma, or white space
+        if (*at == '.') {
+            const char* const fraction = at + 1;
+            Digits digits = loadDigits(fraction);
+            if (digits.count == 0) [[unlikely]] {
+                return nullptr;
             }
-        }
-        if (more != 0) {
-            magnitude = magnitude * powersOfTen[more] + joinDigits(eight << (64 - 8 * more));
-            if (anyNumber(usualDigits) == more) [[likely]] {
-                at += usualDigits;
+            std::uint64_t all = magnitude * powersOfTen[digits.count] + joinDigits(digits);
+            std::size_t fractionDigits = digits.count;
+            if (fractionDigits == 8) {
+                digits = loadDigits(fraction + 8);
+                all = all * powersOfTen[digits.count] + joinDigits(digits);
+                fractionDigits += digits.count;
+                if (digits.count == 8 || count + fractionDigits > 19) [[unlikely]] {
+                    return readFraction(at, number, magnitude, value);
+                }
+            }
+            // As with white space.
+            if (anyNumber(usualDigits) == fractionDigits) [[likely]] {
+                at = fraction + usualDigits;
             } else {
-                usualDigits = more;
-                at += more;
+                usualDigits = fractionDigits;
+                at = fraction + fractionDigits;
             }
-        }
-        const auto fractionDigits = static_cast<std::size_t>(at - fraction);
-        count += fractionDigits;
-        // A magnitude of 0 goes another way, for its sign.
-        if (magnitude - 1 < largestExact && count <= mostDigits && !isExponentMark(*at))
-            [[likely]] {
-            const double nearest = static_cast<double>(withSign(magnitude)) /
-                                   fast_float::powers_of_ten_double[fractionDigits];
-            storeValue(value, _mm_castpd_si128(_mm_set_sd(nearest)), base::RawValue::realWord);
+            if (all > largestExact || isExponentMark(*at)) [[unlikely]] {
+                return readExponent(at, number, all, fractionDigits, value);
+            }
+            storeReal(value,
+                      static_cast<double>(static_cast<std::int64_t>(all)) /
+                          fast_float::powers_of_ten_double[fractionDigits],
+                      negative);
             return at;
         }
-        if (count <= mostDigits) {
-            return readExponent(at, number, magnitude, fractionDigits, value);
+        if (isExponentMark(*at)) [[unlikely]] {
+            return readExponent(at, number, magnitude, 0, value);
         }
-        return readLongNumber(number, value);
     }
-    if (isExponentMark(*at)) [[unlikely]] {
-        return readExponent(at, number, magnitude, 0, value);
-    }
-    constexpr std::uint64_t largestSmall = 0x7FFFFFFF;
-    if (magnitude <= largestSmall) [[likely]] {
-        const std::int64_t small = withSign(magnitude);
-        storeValue(value, static_cast<std::uint64_t>(small),
-                   base::RawValue::integerWord(0, small < 0));
-        return at;
-    }
-    if (negative != 0 && magnitude > std::uint64_t{1} << 63U) {
-        return readLongNumber(number, value);
-    }
-    storeValue(value, static_cast<std::uint64_t>(withSign(magnitude)),
-               base::RawValue::integerWord(magnitude, negative != 0));
+    const auto small = static_cast<std::int64_t>((magnitude ^ (0 - negative)) + negative);
+    storeValue(value, static_cast<std::uint64_t>(small), base::RawValue::integerWord(0, small < 0));
     return at;
 }
 
