@@ -217,13 +217,11 @@ private:
 };
 
 bool readInOneGo(std::string_view text, rapidjson::Document& document) {
-    if (!isWellFormedUtf8(text)) {
-        return false;
-    }
     BlockSource blocks(document.GetAllocator(), text.size());
     ValueBuilder values(blocks);
     StrictReader reader(text, values);
-    if (!reader.readAll()) {
+    // Most texts need no look at their UTF-8.
+    if (!reader.readAll() || (!reader.readOnlyAscii() && !isWellFormedUtf8(text))) {
         return false;
     }
     static_cast<rapidjson::Value&>(document) = values.root();

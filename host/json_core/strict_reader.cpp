@@ -225,6 +225,7 @@ StrictReader::Stop StrictReader::run(Due due) {
     Value* container = stack_.begin() + container_;
     std::size_t usualSpace = usualSpace_;
     std::uint64_t link = 0;
+    __m128i seen = _mm_setzero_si128();
     std::size_t usualDigits = 0;
 
     const auto suspend = [&]() __attribute__((always_inline)) {
@@ -232,6 +233,7 @@ StrictReader::Stop StrictReader::run(Due due) {
         stack_.top = top;
         container_ = static_cast<std::size_t>(container - stack_.begin());
         usualSpace_ = usualSpace;
+        seen_ = _mm_or_si128(seen_, seen);
     };
     const auto mayGoOn = [&](bool elementDue, Stop& stop) __attribute__((always_inline)) {
         suspend();
@@ -292,7 +294,7 @@ element:
     }
     switch (*at) {
     case '"':
-        at = readString(at + 1, top);
+        at = readString(at + 1, top, seen);
         break;
     case '{':
         open(inArray);
@@ -353,7 +355,7 @@ key:
     if (*at != '"') [[unlikely]] {
         return Stop::notStrict;
     }
-    at = readString(at + 1, top);
+    at = readString(at + 1, top, seen);
     if (at == nullptr) [[unlikely]] {
         return Stop::notStrict;
     }
@@ -373,7 +375,7 @@ key:
     }
     switch (*at) {
     case '"':
-        at = readString(at + 1, top);
+        at = readString(at + 1, top, seen);
         break;
     case '{':
         open(inObject);

@@ -6,6 +6,8 @@
 #include "platform/json_core.hpp"
 #include "value_builder.hpp"
 
+#include <emmintrin.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -29,7 +31,8 @@ struct NotStrict {};
 /// Serves once, on one thread. It takes about 3 kB where it is.
 class __attribute__((visibility("hidden"))) StrictReader {
 public:
-    /// @param text  is taken to be well-formed UTF-8, and must outlive the reader.
+    /// @param text  of any content; malformed UTF-8 in strings is taken as it is. Must outlive the
+    ///              reader.
     StrictReader(std::string_view text, ValueBuilder& builder);
 
     /// Reads all of the text.
@@ -56,6 +59,9 @@ public:
     Elements readElements(std::size_t limit) noexcept;
 
     std::size_t position() const { return positionOf(at_); }
+
+    /// Whether all that has been read was ASCII: what is not may only stand in strings.
+    bool readOnlyAscii() const { return _mm_movemask_epi8(seen_) == 0; }
 
 private:
     enum class Due : std::uint8_t { nothing, root, element, behindElement };
@@ -88,7 +94,7 @@ private:
 
     // token_scan.hpp: tokens that are short, to be inlined
     const char* skipSpace(const char* at, std::size_t& usual);
-    const char* readString(const char* at, rapidjson::Value* value);
+    const char* readString(const char* at, rapidjson::Value* value, __m128i& seen);
     const char* readNumber(const char* at, rapidjson::Value* value, std::size_t& usualDigits);
     static const char* readLiteral(const char* at, rapidjson::Value* value);
 
@@ -112,6 +118,7 @@ private:
     const char* at_;
     std::size_t container_ = 0; // its index on the stack
     std::size_t usualSpace_ = 0;
+    __m128i seen_ = _mm_setzero_si128(); // all that was in strings, one over the other
 
     std::array<char, tailCapacity + tailPadding> tail_; // not initialised, up to `enterTail`
 };

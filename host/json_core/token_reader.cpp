@@ -189,6 +189,7 @@ const char* StrictReader::skipLongSpace(const char* at) {
 /// @param at  behind the opening quote.
 const char* StrictReader::readLongString(const char* at, rapidjson::Value* value) {
     char* to = storage_.free();
+    __m128i seen = seen_;
     for (;;) {
         // Up to here neither side comes to an end, whatever one step of the loop does.
         const std::ptrdiff_t source = inTail_ ? end_ - at + 1 : end_ - at - longestStep;
@@ -196,6 +197,7 @@ const char* StrictReader::readLongString(const char* at, rapidjson::Value* value
         const char* const stop = at + std::min(source, room);
         while (at < stop) {
             const __m128i block = loadVector(at);
+            seen = _mm_or_si128(seen, block);
             _mm_storeu_si128(reinterpret_cast<__m128i*>(to), block);
             const std::uint32_t special = specialInString(block);
             if (special == 0) {
@@ -206,6 +208,7 @@ const char* StrictReader::readLongString(const char* at, rapidjson::Value* value
             at += std::countr_zero(special);
             to += std::countr_zero(special);
             if (*at == '"') {
+                seen_ = seen;
                 finishString(value, storage_, to);
                 ++at;
                 return !inTail_ && end_ - at <= static_cast<std::ptrdiff_t>(scanAhead)

@@ -35,9 +35,12 @@ OSTRA_INLINE const char* StrictReader::skipSpace(const char* at, std::size_t& us
     return at + count;
 }
 
-/// @param at  behind the opening quote.
-OSTRA_INLINE const char* StrictReader::readString(const char* at, rapidjson::Value* value) {
+/// @param at    behind the opening quote.
+/// @param seen  takes up the bits of what is read, and of a little more.
+OSTRA_INLINE const char* StrictReader::readString(const char* at, rapidjson::Value* value,
+                                                  __m128i& seen) {
     const __m128i block = loadVector(at);
+    seen = _mm_or_si128(seen, block);
     const std::uint32_t special = specialInString(block);
     if (special != 0) [[likely]] {
         const auto length = static_cast<std::size_t>(std::countr_zero(special));
@@ -118,13 +121,22 @@ OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Val
                 usualDigits = fractionDigits;
                 at = fraction + fractionDigits;
             }
-            if (all > largestExact || isExponentMark(*at)) [[unlikely]] {
+            if (isExponentMark(*at)) [[unlikely]] {
                 return readExponent(at, number, all, fractionDigits, value);
             }
-            storeReal(value,
-                      static_cast<double>(static_cast<std::int64_t>(all)) /
-                          fast_float::powers_of_ten_double[fractionDigits],
-                      negative);
+            if (all <= largestExact) {
+                storeReal(value,
+                          static_cast<double>(static_cast<std::int64_t>(all)) /
+                              fast_float::powers_of_ten_double[fractionDigits],
+                          negative);
+                return at;
+            }
+            const std::uint64_t bits =
+                nearestByTable(all, -static_cast<std::int64_t>(fractionDigits));
+            if (bits >= firstNonFinite) [[unlikely]] {
+                return readLongNumber(number, value);
+            }
+            storeValue(value, bits | negative << 63U, base::RawValue::realWord);
             return at;
         }
         if (isExponentMark(*at)) [[unlikely]] {
