@@ -368,10 +368,9 @@ key:
         }
     }
     ++at;
-    at += *at == ' ' ? 1 : 0;
-    if (static_cast<unsigned char>(*at) <= ' ') [[unlikely]] {
+    if (static_cast<unsigned char>(*at) <= ' ') {
         std::size_t usual = 0;
-        at = skipSpace(at, usual);
+        at = *at == ' ' && static_cast<unsigned char>(at[1]) > ' ' ? at + 1 : skipSpace(at, usual);
     }
     switch (*at) {
     case '"':
