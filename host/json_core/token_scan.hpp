@@ -41,13 +41,18 @@ OSTRA_INLINE const char* StrictReader::readString(const char* at, rapidjson::Val
                                                   __m128i& seen) {
     const __m128i block = loadVector(at);
     seen = _mm_or_si128(seen, block);
-    const std::uint32_t special = specialInString(block);
-    if (special != 0) [[likely]] {
-        const auto length = static_cast<std::size_t>(std::countr_zero(special));
-        if (at[length] == '"') [[likely]] {
-            storeShortString(value, block, length);
-            return at + length + 1;
-        }
+    const auto mask = [](__m128i bytes) {
+        return static_cast<std::uint32_t>(_mm_movemask_epi8(bytes));
+    };
+    const std::uint32_t quotes = mask(_mm_cmpeq_epi8(block, _mm_set1_epi8('"')));
+    const __m128i lastControl = _mm_set1_epi8(0x1F);
+    const std::uint32_t other =
+        mask(_mm_or_si128(_mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl),
+                          _mm_cmpeq_epi8(block, _mm_set1_epi8('\\'))));
+    if (quotes != 0 && ((quotes ^ (quotes - 1)) & other) == 0) [[likely]] {
+        const auto length = static_cast<std::size_t>(std::countr_zero(quotes));
+        storeShortString(value, block, length);
+        return at + length + 1;
     }
     return readLongString(at, value);
 }
