@@ -9,7 +9,6 @@
 
 #include <emmintrin.h>
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -33,6 +32,11 @@ OSTRA_INLINE Word loadWord(const void* from) {
 
 OSTRA_INLINE __m128i loadVector(const void* from) {
     return _mm_loadu_si128(static_cast<const __m128i*>(from));
+}
+
+/// @param bits  not 0, which `std::countr_zero` would look for.
+OSTRA_INLINE std::size_t lowestBit(std::uint32_t bits) {
+    return static_cast<std::size_t>(__builtin_ctz(bits));
 }
 
 /// Writes a value as 16 + 8 bytes. Values are copied in the same pieces when their container ends:
@@ -126,7 +130,7 @@ OSTRA_INLINE Digits loadDigits(const char* at) {
     const __m128i other = _mm_cmpeq_epi8(_mm_max_epu8(values, _mm_set1_epi8(10)), values);
     // There is no digit in the upper half.
     const auto mask = static_cast<std::uint32_t>(_mm_movemask_epi8(other));
-    return {values, static_cast<std::size_t>(std::countr_zero(mask | 0x100U))};
+    return {values, lowestBit(mask | 0x100U)};
 }
 
 /// @return the number that the digits make.

@@ -112,7 +112,7 @@ const char* findStringEnd(const char* at, const char* end) {
                 at += vectorSize;
                 continue;
             }
-            at += std::countr_zero(special);
+            at += lowestBit(special);
         }
         if (*at == '"' || static_cast<unsigned char>(*at) < 0x20) {
             return at;
@@ -180,7 +180,7 @@ const char* StrictReader::skipLongSpace(const char* at) {
         }
         const std::uint32_t other = notSpace(at); // in the tail there are zeros at last
         if (other != 0) {
-            return at + std::countr_zero(other);
+            return at + lowestBit(other);
         }
         at += vectorSize;
     }
@@ -205,8 +205,8 @@ const char* StrictReader::readLongString(const char* at, rapidjson::Value* value
                 to += vectorSize;
                 continue;
             }
-            at += std::countr_zero(special);
-            to += std::countr_zero(special);
+            at += lowestBit(special);
+            to += lowestBit(special);
             if (*at == '"') {
                 seen_ = seen;
                 finishString(value, storage_, to);

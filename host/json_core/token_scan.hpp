@@ -25,7 +25,7 @@ OSTRA_INLINE const char* StrictReader::skipSpace(const char* at, std::size_t& us
             return skipLongSpace(at + 32);
         }
     }
-    const auto count = static_cast<std::size_t>(std::countr_zero(other));
+    const auto count = lowestBit(other);
     // Lines of one container are indented alike. As a branch, which is nearly always foretold, this
     // lets the processor go on before it has counted: a quarter faster on indented text.
     if (anyNumber(usual) == count) [[likely]] {
@@ -50,7 +50,7 @@ OSTRA_INLINE const char* StrictReader::readString(const char* at, rapidjson::Val
         mask(_mm_or_si128(_mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl),
                           _mm_cmpeq_epi8(block, _mm_set1_epi8('\\'))));
     if (quotes != 0 && ((quotes ^ (quotes - 1)) & other) == 0) [[likely]] {
-        const auto length = static_cast<std::size_t>(std::countr_zero(quotes));
+        const auto length = lowestBit(quotes);
         storeShortString(value, block, length);
         return at + length + 1;
     }
@@ -111,11 +111,16 @@ OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Val
             }
             std::uint64_t all = magnitude * powersOfTen[digits.count] + joinDigits(digits);
             std::size_t fractionDigits = digits.count;
-            if (fractionDigits == 8) {
+            if (digits.count == 8) {
                 digits = loadDigits(fraction + 8);
                 all = all * powersOfTen[digits.count] + joinDigits(digits);
                 fractionDigits += digits.count;
-                if (digits.count == 8 || count + fractionDigits > 19) [[unlikely]] {
+                if (digits.count == 8) {
+                    digits = loadDigits(fraction + 16);
+                    all = all * powersOfTen[digits.count] + joinDigits(digits);
+                    fractionDigits += digits.count;
+                }
+                if (count + fractionDigits > 19 + (magnitude == 0 ? 1 : 0)) [[unlikely]] {
                     return readFraction(at, number, magnitude, value);
                 }
             }
