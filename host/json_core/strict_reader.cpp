@@ -226,7 +226,6 @@ StrictReader::Stop StrictReader::run(Due due) {
     std::size_t usualSpace = usualSpace_;
     std::uint64_t link = 0;
     __m128i seen = _mm_setzero_si128();
-    std::size_t usualDigits = 0;
 
     const auto suspend = [&]() __attribute__((always_inline)) {
         at_ = at;
@@ -285,7 +284,7 @@ element:
         return stop;
     }
     if (mayBeginNumber(*at)) {
-        at = readNumber(at, top, usualDigits);
+        at = readNumber(at, top);
         if (at == nullptr) [[unlikely]] {
             return Stop::notStrict;
         }
@@ -388,7 +387,7 @@ key:
         at = readLiteral(at, top);
         break;
     default:
-        at = readNumber(at, top, usualDigits);
+        at = readNumber(at, top);
     }
     if (at == nullptr) [[unlikely]] {
         return Stop::notStrict;

@@ -95,7 +95,7 @@ private:
     // token_scan.hpp: tokens that are short, to be inlined
     const char* skipSpace(const char* at, std::size_t& usual);
     const char* readString(const char* at, rapidjson::Value* value, __m128i& seen);
-    const char* readNumber(const char* at, rapidjson::Value* value, std::size_t& usualDigits);
+    const char* readNumber(const char* at, rapidjson::Value* value);
     static const char* readLiteral(const char* at, rapidjson::Value* value);
 
     /// Short texts, and the ends of longer ones, are copied here.

@@ -78,8 +78,7 @@ OSTRA_INLINE const char* StrictReader::readLiteral(const char* at, rapidjson::Va
 }
 
 /// Numbers of up to nine digits in front of the point and seven behind it, without an exponent.
-OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Value* value,
-                                                  std::size_t& usualDigits) {
+OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Value* value) {
     const char* const number = at;
     const std::uint64_t negative = *at == '-' ? 1 : 0;
     at += negative;
@@ -124,13 +123,9 @@ OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Val
                     return readFraction(at, number, magnitude, value);
                 }
             }
-            // As with white space.
-            if (anyNumber(usualDigits) == fractionDigits) [[likely]] {
-                at = fraction + usualDigits;
-            } else {
-                usualDigits = fractionDigits;
-                at = fraction + fractionDigits;
-            }
+            // Foretelling this, as with white space, does not pay: digits that are zero at the end
+            // are not written, so that one number in five is shorter or longer.
+            at = fraction + fractionDigits;
             if (isExponentMark(*at)) [[unlikely]] {
                 return readExponent(at, number, all, fractionDigits, value);
             }
