@@ -24,7 +24,7 @@ class Session {
 public:
     Session(const std::string& text, Choices& choices) : choices_(choices) {
         for (const auto& dom : {ours_, plain_}) {
-            dom->document = core::parse_json_document(u"", bytesOf(text), {});
+            dom->document = core::parse_json_document(u"", toBytes(text), {});
         }
         seen_.push_back({NodeVector(ours_, {&ours_->document}), {&plain_->document}});
         at_ = seen_[0];

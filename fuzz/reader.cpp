@@ -26,7 +26,7 @@ class Session {
 public:
     Session(const std::string& text, Choices& choices)
         : choices_(choices), reader_(LevelReader::MakeStringReader(u16(text), {})),
-          model_(toTree(core::parse_json_document(u"", bytesOf(text), {}))) {}
+          model_(toTree(core::parse_json_document(u"", toBytes(text), {}))) {}
 
     void run() {
         using Step = void (Session::*)();

@@ -42,7 +42,7 @@ inline std::string u8(const std::u16string& text) {
     return fl::i18n::ustring_to_utf8(text);
 }
 
-inline std::vector<char> bytesOf(const std::string& text) {
+inline std::vector<char> toBytes(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
@@ -108,7 +108,7 @@ private:
 /// business.
 inline bool readable(const std::string& text) {
     try {
-        core::parse_json_document(u"", bytesOf(text), {});
+        core::parse_json_document(u"", toBytes(text), {});
         return true;
     } catch (const std::exception&) {
         return false;

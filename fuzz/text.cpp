@@ -120,7 +120,7 @@ void checkAsUtf16(const std::string& text, const ReadOptions& options, const std
                   const std::string& refusal) {
     try {
         const tree::DOM dom = tree::read_string(u16(text), options);
-        check(refusal.empty() && dom.buffer == bytesOf(text) && eventsOf(dom) == events,
+        check(refusal.empty() && dom.buffer == toBytes(text) && eventsOf(dom) == events,
               "a text read as UTF-16");
     } catch (const std::exception& error) {
         check("source:" + std::string(error.what()) == refusal, "a text refused as UTF-16");
@@ -134,7 +134,7 @@ std::optional<Reading> readAndWrite(const std::string& text, const ReadOptions& 
     std::string events;
     std::string refusal;
     try {
-        dom.document = core::parse_json_document(u"source", bytesOf(text), options);
+        dom.document = core::parse_json_document(u"source", toBytes(text), options);
         events = eventsOf(dom);
     } catch (const std::exception& error) {
         refusal = error.what();

@@ -52,7 +52,7 @@ void readEverything() {
     NodeVector all = levelsOf(test::parse(text));
     ASSERT_EQ(all.nodes.size(), levels + 1);
     test::tree::write_file(*all.dom, path, {});
-    EXPECT_TRUE(test::bytesOf(test::u8(path)) == text);
+    EXPECT_TRUE(test::contentOf(test::u8(path)) == text);
     EXPECT_TRUE(test::textOf(test::tree::read_file(path, {})) == text);
     const auto reader = test::tree::LevelReader::MakeFileReaderPtr(path, {});
     EXPECT_TRUE(test::textOf(*reader) == text);

@@ -89,7 +89,7 @@ TEST(Writing, FormsOfTheText) {
         EXPECT_EQ(textOf(dom, options), expected);
         const TemporaryFolder folder;
         tree::write_file(dom, u16(folder / "out.json"), options);
-        EXPECT_EQ(bytesOf(folder / "out.json"), expected);
+        EXPECT_EQ(contentOf(folder / "out.json"), expected);
     }
 }
 
@@ -215,7 +215,7 @@ TEST(Strings, AreEscapedWhereverTheEscapeStands) {
     }
     const TemporaryFolder folder; // as UTF-8: the strings are none
     tree::write_file(dom, u16(folder / "out.json"), {});
-    EXPECT_TRUE(bytesOf(folder / "out.json") == fuzz::slowText(dom.document));
+    EXPECT_TRUE(contentOf(folder / "out.json") == fuzz::slowText(dom.document));
 }
 
 } // namespace

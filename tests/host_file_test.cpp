@@ -22,7 +22,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using test::bytesOf;
+using test::contentOf;
 using test::u16;
 using test::writeBytes;
 
@@ -74,7 +74,7 @@ TEST_F(HostFile, WritesAndReadsWholeFiles) {
     const std::string path = folder / "größer 漢.json";
     for (const std::size_t size : {0UL, 1UL, 262143UL, 262144UL, 262145UL, 1000007UL, 3UL}) {
         writeWhole(path, pattern(size));
-        EXPECT_TRUE(bytesOf(path) == pattern(size)) << size;
+        EXPECT_TRUE(contentOf(path) == pattern(size)) << size;
         EXPECT_TRUE(readWhole(path) == pattern(size)) << size;
     }
     ostra::io::common::file::writeall(u16(path), nullptr, 0);
@@ -124,7 +124,7 @@ TEST_F(HostFile, FailuresNamePathAndReason) {
                       "cannot write '" + each.shown + "'" + each.writing);
         }
     }
-    EXPECT_EQ(bytesOf(folder / "file"), "old");
+    EXPECT_EQ(contentOf(folder / "file"), "old");
     EXPECT_THAT(namesIn(folder / ""), testing::UnorderedElementsAre("file", "loop"));
 }
 
@@ -141,7 +141,7 @@ TEST_F(HostFile, ReplacesTheFileBehindLinksAndKeepsItsAccess) {
     fs::create_symlink("data/fresh", folder / "dangling");
 
     writeWhole(folder / "outer", "new");
-    EXPECT_EQ(bytesOf(folder / "data/file"), "new");
+    EXPECT_EQ(contentOf(folder / "data/file"), "new");
     EXPECT_TRUE(fs::is_symlink(folder / "outer") && fs::is_symlink(folder / "inner"));
     const struct stat status = statusOf(folder / "data/file");
     EXPECT_EQ(status.st_mode & 07777U, 0614U);
@@ -153,7 +153,7 @@ TEST_F(HostFile, ReplacesTheFileBehindLinksAndKeepsItsAccess) {
     const mode_t mask = umask(027);
     writeWhole(folder / "dangling", "made");
     umask(mask);
-    EXPECT_EQ(bytesOf(folder / "data/fresh"), "made");
+    EXPECT_EQ(contentOf(folder / "data/fresh"), "made");
     EXPECT_EQ(statusOf(folder / "data/fresh").st_mode & 07777U, 0640U);
     EXPECT_THAT(namesIn(folder / "data"), testing::UnorderedElementsAre("file", "fresh"));
 }
@@ -196,7 +196,7 @@ TEST_F(HostFile, RespectsPermissions) {
     }
     ASSERT_EQ(chmod(closed.c_str(), 0755), 0);
     ASSERT_EQ(chmod(guarded.c_str(), 0600), 0);
-    EXPECT_EQ(bytesOf(open) + bytesOf(guarded), "oldold");
+    EXPECT_EQ(contentOf(open) + contentOf(guarded), "oldold");
     EXPECT_THAT(namesIn(closed), testing::ElementsAre("open"));
 }
 
@@ -213,7 +213,7 @@ TEST_F(HostFile, FailedWriteLeavesTheOldFile) {
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
     EXPECT_EQ(overOld, "cannot write '" + path + "': File too large");
     EXPECT_EQ(fresh, "cannot write '" + (folder / "fresh") + "': File too large");
-    EXPECT_EQ(bytesOf(path), "old");
+    EXPECT_EQ(contentOf(path), "old");
     EXPECT_THAT(namesIn(folder / ""), testing::ElementsAre("file"));
 }
 
@@ -242,7 +242,7 @@ TEST_F(HostFile, OpenDescriptorIsWrittenWhereItStands) {
     writeWhole(folder / "link", "body");
     ASSERT_EQ(::write(log, " tail", 5), 5);
     ::close(log);
-    EXPECT_EQ(bytesOf(path), "head body tail");
+    EXPECT_EQ(contentOf(path), "head body tail");
 
     Pipe full(O_NONBLOCK); // a writer that does not wait for room
     std::string received;

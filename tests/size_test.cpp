@@ -49,7 +49,7 @@ TEST_F(Size, OneStringOfMoreThanTwoGigabytes) {
     dom->buffer = {};
     ASSERT_EQ(dom->document[0].GetStringLength(), times * 99);
     test::tree::write_file(*dom, test::u16(out), {});
-    EXPECT_TRUE(test::bytesOf(in) == test::bytesOf(out));
+    EXPECT_TRUE(test::contentOf(in) == test::contentOf(out));
 
     test::tree::NodeVector root(dom, {&dom->document[0]});
     const auto data = root.get_data();
@@ -61,7 +61,7 @@ TEST_F(Size, OneStringOfMoreThanTwoGigabytes) {
     root.nodes = {&dom->document[0]};
     root.set_data(data);
     test::tree::write_file(*dom, test::u16(out), {});
-    EXPECT_TRUE(test::bytesOf(in) == test::bytesOf(out));
+    EXPECT_TRUE(test::contentOf(in) == test::contentOf(out));
 }
 
 TEST_F(Size, OneTextOfMoreThanTwoGigabytes) {
@@ -86,7 +86,7 @@ TEST_F(Size, AHundredMillionNumbers) {
     auto dom = test::tree::make_dom_ptr();
     *dom = test::tree::read_file(test::u16(in), {});
     test::tree::write_file(*dom, test::u16(out), {});
-    EXPECT_TRUE(test::bytesOf(in) == test::bytesOf(out));
+    EXPECT_TRUE(test::contentOf(in) == test::contentOf(out));
 
     test::tree::NodeVector root(dom, {&dom->document});
     test::tree::NodeVector numbers = root.get_children();

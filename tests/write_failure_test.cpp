@@ -53,7 +53,7 @@ TEST(KilledWriter, LeavesTheOldFileOrTheNewOne) {
         std::this_thread::sleep_for(std::chrono::microseconds(100 * round));
         kill(writer, SIGKILL);
         ASSERT_EQ(waitpid(writer, &status, 0), writer);
-        const std::string found = test::bytesOf(path);
+        const std::string found = test::contentOf(path);
         ASSERT_TRUE(found == texts[0] || found == texts[1]) << found.size();
         for (const auto& entry : fs::directory_iterator(folder / "")) {
             if (entry.path() != path) {
@@ -77,7 +77,7 @@ TEST(FullDisk, LeavesTheOldFileAndNothingBeside) {
     test::tree::write_file(documentOf(1, 5), u16(path), {});
     const auto fill = [&] { test::tree::write_file(documentOf(2, 200'000), u16(path), {}); };
     EXPECT_EQ(test::messageOf(fill), "cannot write '" + path + "': No space left on device");
-    EXPECT_EQ(test::bytesOf(path), "[1,1,1,1,1]");
+    EXPECT_EQ(test::contentOf(path), "[1,1,1,1,1]");
     EXPECT_EQ(entriesIn(disk), 1);
     EXPECT_EQ(umount(disk.c_str()), 0);
 }

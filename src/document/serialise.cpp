@@ -53,13 +53,13 @@ private:
 
 /// The entries of a container that are still to be written: members of an object, elements of an
 /// array.
-struct Rest {
+struct Entries {
     const void* next;
     const void* end;
     bool ofObject;
 };
 
-Rest entriesOf(const rapidjson::Value& container) {
+Entries entriesOf(const rapidjson::Value& container) {
     if (container.IsObject()) {
         const auto* const members = &*container.MemberBegin();
         return {members, members + container.MemberCount(), true};
@@ -103,8 +103,8 @@ template <class Layout>
     if (!hasEntries(root)) {
         return putLeaf(out, at, root, allowNaNInf);
     }
-    std::vector<Rest> outer; // the containers around the one that is being written
-    Rest rest = entriesOf(root);
+    std::vector<Entries> outer; // the containers around the one that is being written
+    Entries rest = entriesOf(root);
     *at++ = rest.ofObject ? '{' : '[';
     layout.openLevel();
     for (;;) {

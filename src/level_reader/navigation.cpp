@@ -2,7 +2,7 @@
 #include "document/errors.hpp"
 #include "document/pointer_step.hpp"
 #include "document/serialise.hpp"
-#include "node_content/type_code.hpp"
+#include "node_content/type_codes.hpp"
 #include "platform/text_conversion.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>

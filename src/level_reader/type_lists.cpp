@@ -1,7 +1,7 @@
 #include "document/array_growth.hpp"
 #include "level_reader/level.hpp"
 #include "node_content/number_class.hpp"
-#include "node_content/type_code.hpp"
+#include "node_content/type_codes.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
 

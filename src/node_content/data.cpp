@@ -31,15 +31,15 @@ std::size_t countOf(const Column& codes, std::uint8_t code) {
     return static_cast<std::size_t>(std::count(codes.data(), codes.data() + codes.size(), code));
 }
 
-/// What the column of a number's class holds of it, as bits.
-double bits(const rapidjson::Value& number, LevelReader::NumberType type) {
+/// The bits of a number as the column of its class holds it.
+std::uint64_t columnBits(const rapidjson::Value& number, LevelReader::NumberType type) {
     switch (type) {
     case LevelReader::Double:
-        return number.GetDouble();
+        return std::bit_cast<std::uint64_t>(number.GetDouble());
     case LevelReader::Uint64:
-        return std::bit_cast<double>(number.GetUint64());
+        return number.GetUint64();
     case LevelReader::Int64:
-        return std::bit_cast<double>(number.GetInt64());
+        return static_cast<std::uint64_t>(number.GetInt64());
     }
     return 0;
 }
@@ -53,15 +53,15 @@ class GatheredNumbers {
 public:
     /// @param count  how many will be added.
     explicit GatheredNumbers(std::size_t count)
-        : count_(count), bits_(std::make_unique_for_overwrite<double[]>(count)),
+        : count_(count), bits_(std::make_unique_for_overwrite<std::uint64_t[]>(count)),
           classes_(std::make_unique_for_overwrite<std::uint8_t[]>(count)), nextBits_(bits_.get()),
           nextClass_(classes_.get()) {
-        base::adviseHugePages(bits_.get(), count * sizeof(double));
+        base::adviseHugePages(bits_.get(), count * sizeof(std::uint64_t));
     }
 
     void add(const rapidjson::Value& number) {
         const LevelReader::NumberType type = numberClass(number);
-        *nextBits_++ = bits(number, type);
+        *nextBits_++ = columnBits(number, type);
         *nextClass_++ = type;
         ++counts_[type];
     }
@@ -92,9 +92,9 @@ public:
 private:
     std::size_t count_;
     std::array<std::size_t, 3> counts_ = {}; // by class
-    std::unique_ptr<double[]> bits_;
+    std::unique_ptr<std::uint64_t[]> bits_;
     std::unique_ptr<std::uint8_t[]> classes_;
-    double* nextBits_;
+    std::uint64_t* nextBits_;
     std::uint8_t* nextClass_;
 };
 

@@ -18,24 +18,24 @@ namespace ostra::io::json::tree {
 namespace {
 
 /// What is wrong with one array of a record.
-struct Lack {
+struct Shortage {
     const char* field;
     bool noArray;
     std::size_t size;
     std::size_t needed;
 };
 
-[[noreturn]] void refuse(const Lack& lack) {
-    const std::string field = lack.field;
-    if (lack.noArray) {
+[[noreturn]] void refuse(const Shortage& shortage) {
+    const std::string field = shortage.field;
+    if (shortage.noArray) {
         throw std::invalid_argument(field + ": no array");
     }
-    throw std::out_of_range(field + ": " + std::to_string(lack.size) +
-                            " elements where the nodes need " + std::to_string(lack.needed));
+    throw std::out_of_range(field + ": " + std::to_string(shortage.size) +
+                            " elements where the nodes need " + std::to_string(shortage.needed));
 }
 
-/// How many nodes take part in the value pass.
-struct Takers {
+/// How many strings and numbers the nodes take from a record.
+struct Needs {
     std::size_t strings = 0;
     std::size_t numbers = 0;
 
@@ -76,10 +76,10 @@ public:
         return i < codes_.size() ? codes_[i] : typeOf(*nodes_[i]);
     }
 
-    Takers takers() const {
-        Takers all;
+    Needs needs() const {
+        Needs all;
         if (!repeated_.empty()) {
-            return takersUpToString(SIZE_MAX);
+            return needsUpToString(SIZE_MAX);
         }
         for (const std::uint8_t code : codes_) {
             all.add(code);
@@ -91,8 +91,8 @@ public:
     }
 
     /// Of the nodes up to the one that takes string `last`, 0-based.
-    Takers takersUpToString(std::size_t last) const {
-        Takers some;
+    Needs needsUpToString(std::size_t last) const {
+        Needs some;
         for (std::size_t i = 0; i < nodes_.size() && some.strings <= last; ++i) {
             some.add((*this)[i]);
         }
@@ -110,46 +110,46 @@ private:
 };
 
 /// @return the first array that has not what is taken from it, if any.
-std::optional<Lack> findLack(const NodeVectorData& data, const Takers& takers) {
-    std::optional<Lack> lack;
-    const auto need = [&lack](const auto& array, std::size_t needed, const char* field) {
+std::optional<Shortage> findShortage(const NodeVectorData& data, const Needs& needs) {
+    std::optional<Shortage> shortage;
+    const auto need = [&shortage](const auto& array, std::size_t needed, const char* field) {
         const std::size_t size = array != nullptr ? array->size() : 0;
-        if (!lack && size < needed) {
-            lack = {field, array == nullptr, size, needed};
+        if (!shortage && size < needed) {
+            shortage = {field, array == nullptr, size, needed};
         }
     };
-    need(data.strings, takers.strings, "strings");
-    need(data.number_types, takers.numbers, "number_types");
-    if (lack || takers.numbers == 0) {
-        return lack;
+    need(data.strings, needs.strings, "strings");
+    need(data.number_types, needs.numbers, "number_types");
+    if (shortage || needs.numbers == 0) {
+        return shortage;
     }
-    const std::span<const std::uint8_t> classes(data.number_types->data(), takers.numbers);
+    const std::span<const std::uint8_t> classes(data.number_types->data(), needs.numbers);
     const auto count = [&](LevelReader::NumberType type) {
         return static_cast<std::size_t>(std::ranges::count(classes, type));
     };
     need(data.doubles, count(LevelReader::Double), "doubles");
     need(data.uint64s, count(LevelReader::Uint64), "uint64s");
     need(data.int64s, count(LevelReader::Int64), "int64s");
-    return lack;
+    return shortage;
 }
 
 } // namespace
 
 void requireFitting(const NodeVectorData& data, Nodes nodes, bool distinct) {
     const FinalTypes types(nodes, usedTypeCodes(data.types, nodes.size()), distinct);
-    std::optional<Lack> lack = findLack(data, types.takers());
-    if (lack && data.strings != nullptr) {
+    std::optional<Shortage> shortage = findShortage(data, types.needs());
+    if (shortage && data.strings != nullptr) {
         // Only the nodes up to the first missing string need anything: the others are not reached.
         std::size_t first = 0;
         while (first < data.strings->size() && data.strings->get(first)) {
             ++first;
         }
         if (first < data.strings->size()) {
-            lack = findLack(data, types.takersUpToString(first));
+            shortage = findShortage(data, types.needsUpToString(first));
         }
     }
-    if (lack) {
-        refuse(*lack);
+    if (shortage) {
+        refuse(*shortage);
     }
 }
 

@@ -1,5 +1,4 @@
 #include "base/parallel_loop.hpp"
-#include "node_content/type_code.hpp"
 #include "node_content/type_codes.hpp"
 #include "nodes/columns.hpp"
 #include "nodes/distinct_nodes.hpp"
@@ -11,35 +10,6 @@
 #include <stdexcept>
 
 namespace ostra::io::json::tree {
-
-std::span<const std::uint8_t> usedTypeCodes(const NumericArray<std::uint8_t>& types,
-                                            std::size_t nodeCount) {
-    if (nodeCount == 0) {
-        return {};
-    }
-    if (types == nullptr) {
-        throw std::invalid_argument("types: no array");
-    }
-    const std::span<const std::uint8_t> codes(types->data(), std::min(types->size(), nodeCount));
-    std::uint8_t highest = 0;
-    for (const std::uint8_t code : codes) { // no early end: a loop that runs through is vectorised
-        highest = std::max(highest, code);
-    }
-    if (highest > rapidjson::kNumberType) {
-        for (std::size_t i = 0; i < codes.size(); ++i) {
-            requireTypeCode(codes[i], i);
-        }
-    }
-    return codes;
-}
-
-void resetNodes(std::span<rapidjson::Value* const> nodes, std::span<const std::uint8_t> codes) {
-    const std::uint8_t* const code = codes.data();
-    visitNodes<Access::Write>(nodes.first(codes.size()),
-                              [=](rapidjson::Value& node, std::size_t i) {
-                                  node = rapidjson::Value(static_cast<rapidjson::Type>(code[i]));
-                              });
-}
 
 NumericArray<std::uint8_t> NodeVector::get_types() const {
     NumericArray<std::uint8_t> types = makeColumn<std::uint8_t>(nodes.size());

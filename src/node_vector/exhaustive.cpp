@@ -1,5 +1,6 @@
 #include "base/huge_pages.hpp"
 #include "document/container.hpp"
+#include "node_vector/reached_memory.hpp"
 #include "node_vector/selector_walk.hpp"
 #include "nodes/chunks.hpp"
 #include "nodes/columns.hpp"
@@ -15,7 +16,7 @@ namespace ostra::io::json::tree {
 namespace {
 
 /// The elements of an array that are still to be visited.
-struct Rest {
+struct Elements {
     rapidjson::Value* next;
     rapidjson::Value* end;
 };
@@ -34,14 +35,14 @@ std::uint64_t wrappedCount(std::size_t count) {
 /// objects are not entered.
 /// @param open  working storage, empty before and after: the nesting of arrays is on the heap.
 template <class Visit>
-void visitLeaves(rapidjson::Value& root, std::vector<Rest>& open, const Visit& visit) {
+void visitLeaves(rapidjson::Value& root, std::vector<Elements>& open, const Visit& visit) {
     if (!isContainer(root)) {
         visit(&root, std::size_t{1});
     }
     if (!root.IsArray()) {
         return;
     }
-    Rest rest = {root.Begin(), root.End()};
+    Elements rest = {root.Begin(), root.End()};
     for (;;) {
         // Not std::find_if, which is made for longer runs: half as long again for a few elements.
         rapidjson::Value* container = rest.next;
@@ -114,7 +115,7 @@ private:
         constexpr std::size_t distance = 8;
         rapidjson::Value** const found = found_.data() + begin;
         std::size_t total = 0;
-        std::vector<Rest> open;
+        std::vector<Elements> open;
         for (std::size_t i = 0; i < size; ++i) {
             if (size - i > distance && found[i + distance] != nullptr) {
                 __builtin_prefetch(childStorage(*found[i + distance]).begin);
@@ -141,7 +142,7 @@ private:
     void collectChunk(std::size_t begin, std::size_t size, rapidjson::Value** leaves,
                       rapidjson::Value** end) const {
         constexpr std::size_t few = 4;
-        std::vector<Rest> open;
+        std::vector<Elements> open;
         const auto append = [&leaves, end](rapidjson::Value* first, std::size_t length) {
             std::size_t k = 0;
             if (static_cast<std::size_t>(end - leaves) >= few) {

@@ -34,7 +34,7 @@ bool moves(const rapidjson::Value& node, std::size_t count) {
 constexpr std::size_t chunkSize = 4096;
 
 /// Takes one node of a chunk into account.
-void look(const rapidjson::Value& value, std::size_t count, Survey& survey) {
+void addTo(Survey& survey, const rapidjson::Value& value, std::size_t count) {
     constexpr std::size_t mostRuns = chunkSize / 8; // with more, sorting them costs too much
     const rapidjson::Value* const node = &value;
     survey.changes = survey.changes || (value.IsArray() && value.Size() != count);
@@ -138,7 +138,7 @@ void NodeVector::set_number_of_children(unsigned long count) {
     std::vector<Share> shares = dealOut<Access::Read>(
         chunks, std::max<std::size_t>(elementsPerShare / std::max(count, 1UL), 1),
         [&](const rapidjson::Value& node, std::size_t c) {
-            look(node, count, surveys[c]);
+            addTo(surveys[c], node, count);
             return moves(node, count);
         });
     if (std::ranges::none_of(surveys, &Survey::changes)) {

@@ -9,26 +9,6 @@
 
 namespace ostra::io::json::tree {
 
-constexpr std::size_t cacheLine = 64;
-
-/// The memory of a value's members or elements; both null where it has none.
-struct ChildStorage {
-    const char* begin = nullptr;
-    const char* end = nullptr;
-};
-
-inline ChildStorage childStorage(const rapidjson::Value& value) {
-    ChildStorage storage;
-    if (value.IsObject() && !value.ObjectEmpty()) {
-        storage.begin = reinterpret_cast<const char*>(&*value.MemberBegin());
-        storage.end = storage.begin + value.MemberCount() * sizeof(rapidjson::Value::Member);
-    } else if (value.IsArray() && !value.Empty()) {
-        storage.begin = reinterpret_cast<const char*>(value.Begin());
-        storage.end = storage.begin + value.Size() * sizeof(rapidjson::Value);
-    }
-    return storage;
-}
-
 /// Resolves a selector against every node.
 ///
 /// The result is that of `childByToken` token by token.

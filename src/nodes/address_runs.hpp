@@ -2,6 +2,7 @@
 
 /// Whether pieces of memory overlap, found out cheaply where they lie in some order.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -48,7 +49,12 @@ public:
 
     /// @return true where no two pieces overlap; false where they do or may.
     /// Cost: sorts the runs.
-    bool provablyDisjoint();
+    bool provablyDisjoint() {
+        std::ranges::sort(runs_, {}, &Run::begin);
+        const auto overlap = std::ranges::adjacent_find(
+            runs_, [](const Run& a, const Run& b) { return a.end > b.begin; });
+        return overlap == runs_.end();
+    }
 
 private:
     struct Run {

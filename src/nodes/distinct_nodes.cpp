@@ -13,13 +13,13 @@ namespace ostra::io::json::tree {
 
 namespace {
 
-/// What is known of a stretch of nodes.
+/// The runs that a stretch of nodes makes.
 struct Stretch {
     AddressRuns runs;
     bool tooScattered = false;
 };
 
-Stretch look(Nodes nodes) {
+Stretch collectRuns(Nodes nodes) {
     constexpr std::size_t nodesPerRun = 16; // shorter runs on average: not worth looking further
     constexpr std::uintptr_t nearby = 4096;
     const std::size_t mostRuns = nodes.size() / nodesPerRun + 1;
@@ -51,7 +51,7 @@ bool provablyDistinct(Nodes nodes) {
     constexpr std::size_t stretchSize = 32'768;
     const Chunks chunks(nodes, stretchSize);
     std::vector<Stretch> stretches(chunks.count());
-    chunks.visitInParallel([&](Nodes some, std::size_t c) { stretches[c] = look(some); });
+    chunks.visitInParallel([&](Nodes some, std::size_t c) { stretches[c] = collectRuns(some); });
     AddressRuns all;
     for (const Stretch& stretch : stretches) {
         if (stretch.tooScattered) {

@@ -62,7 +62,7 @@ struct Subject {
         for (int up = 0; up < 9; ++up) {
             reader->cdup();
         }
-        return all + '\n' + textOf(*reader) + '\n' + bytesOf(u8(path));
+        return all + '\n' + textOf(*reader) + '\n' + contentOf(u8(path));
     }
 
     std::u16string path, text;
