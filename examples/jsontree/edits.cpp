@@ -185,7 +185,7 @@ Edit parseEdit(const std::string& text) {
         return Resize{std::move(selector),
                       wholeNumber("--set resize:", count, std::numeric_limits<std::size_t>::max())};
     }
-    throw std::runtime_error("--set: '" + text + "' is no scale:, rename: or resize: edit");
+    throw std::runtime_error("--set: '" + text + "' is not a scale:, rename: or resize: edit");
 }
 
 void apply(const Edit& edit, NodeVector& records) {

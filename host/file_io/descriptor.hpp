@@ -44,7 +44,7 @@ private:
 
 /// `open`, never inherited by child processes, never a controlling terminal, repeated when
 /// interrupted.
-/// @return without a file where it fails; errno says why.
+/// @return without a file if it fails; errno says why.
 Descriptor openFile(const char* path, int flags, unsigned mode = 0) noexcept;
 
 /// Writes all bytes, however many calls it takes, also to a descriptor that does not block.

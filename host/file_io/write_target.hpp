@@ -11,9 +11,9 @@
 namespace ostra::io::common::file::detail {
 
 struct WriteTarget {
-    std::filesystem::path path;        ///< absolute; its last component is no symbolic link
-    std::optional<struct stat> status; ///< of what stands there; empty where nothing does
-    std::optional<int> descriptor;     ///< where the path names an open file of this process
+    std::filesystem::path path;        ///< absolute; its last component is not a symbolic link
+    std::optional<struct stat> status; ///< of what stands there; empty if nothing does
+    std::optional<int> descriptor;     ///< if the path names an open file of this process
 };
 
 /// Follows the symbolic links of a path by hand: a file is replaced where it lies, not the link
@@ -23,7 +23,7 @@ struct WriteTarget {
 /// Following it further would find the file that the output was sent to, and replacing that one
 /// would take it away from whoever else writes to it.
 ///
-/// @throws std::system_error  where the path leads nowhere, or to a folder.
+/// @throws std::system_error  if the path leads nowhere, or to a folder.
 WriteTarget findWriteTarget(const Attempt& attempt);
 
 } // namespace ostra::io::common::file::detail

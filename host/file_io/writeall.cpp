@@ -38,7 +38,7 @@ private:
 
 /// Creates a file of a name that nobody can foresee.
 /// @param temporary  becomes its path.
-/// @return without a file where that fails; errno says why.
+/// @return without a file if that fails; errno says why.
 Descriptor createTemporary(const fs::path& folder, unsigned mode, fs::path& temporary) {
     for (;;) {
         std::uint64_t random = 0;
@@ -55,7 +55,7 @@ Descriptor createTemporary(const fs::path& folder, unsigned mode, fs::path& temp
     }
 }
 
-/// Gives a new file the owner, where we may, and the permissions of the one that it replaces. A
+/// Gives a new file the owner, if permitted, and the permissions of the one that it replaces. A
 /// group that could not be kept must not hand its rights to ours.
 /// @return 0 or an errno value.
 int takeOverAccess(int descriptor, const struct stat& old) noexcept {

@@ -67,7 +67,7 @@ void String::clear(std::size_t i) {
     elements_[i] = {};
 }
 
-/// Copies a text behind the last one or into a new block; where half of what the blocks hold has
+/// Copies a text behind the last one or into a new block; when half of what the blocks hold has
 /// been replaced, all texts move there.
 char16_t* String::store(std::u16string_view text) {
     if (free_ != nullptr && text.size() <= room_) {

@@ -32,7 +32,7 @@ inline bool severalThreads() {
 }
 
 /// Calls `body(begin, end)` for disjoint sub-ranges that together cover [0, count), on several
-/// threads, and returns when all calls have returned. Nothing is called where `count` is 0.
+/// threads, and returns when all calls have returned. Nothing is called if `count` is 0.
 ///
 /// An exception in a call cancels those not yet begun and is rethrown here, once.
 ///
@@ -40,7 +40,7 @@ inline bool severalThreads() {
 /// loop short without a word. The arena isolation keeps the waiting caller from taking up unrelated
 /// tasks of the host, which might want a lock that the caller holds.
 ///
-/// Where there is no memory for a worker thread, oneTBB throws that it cannot create one; the
+/// If there is no memory for a worker thread, oneTBB throws that it cannot create one; the
 /// calling thread then does it all.
 template <class Body>
 void parallelLoop(std::size_t count, const Body& body) {

@@ -16,8 +16,8 @@ namespace base {
 /// to 64 in later ones.
 inline constexpr std::size_t poolHeaderSize = 64;
 
-/// Memory from a document's pool, on huge pages where it is large; null for 0 bytes.
-/// @throws std::bad_alloc  where the pool cannot give it.
+/// Memory from a document's pool, on huge pages if it is large; null for 0 bytes.
+/// @throws std::bad_alloc  if the pool cannot give it.
 inline void* takeFromPool(rapidjson::Document::AllocatorType& pool, std::size_t size) {
     // The pool adds its own header to what is asked for, unchecked.
     void* const block =

@@ -22,8 +22,8 @@ namespace rapidjson {
 /// Through its public operations a value grows element by element, and an object cannot even be
 /// told its size: RapidJSON 1.1.0 reserves 16 members and then half as many again. It copies an
 /// object by playing it back as events through a document with a stack of its own, and writes
-/// through null where its pool has no memory. Its own document class sets values up in one step, by
-/// a friendship that extends to every specialisation; this one is no document but uses the
+/// through null if its pool has no memory. Its own document class sets values up in one step, by
+/// a friendship that extends to every specialisation; this one is not a document but uses the
 /// friendship for the same purpose. Nothing else in this library, nor in its embedded host, depends
 /// on how RapidJSON lays out its values.
 template <>
@@ -106,8 +106,8 @@ public:
 
 namespace base {
 
-/// Builds a member with a null value where there is none yet. RapidJSON's releases after 1.1.0 give
-/// members no default constructor.
+/// Builds a member with a null value in memory that holds none yet. RapidJSON's releases
+/// after 1.1.0 give members no default constructor.
 /// @param place  room for a member, aligned for it.
 /// @param name   a string; moved from.
 inline void makeMember(void* place, rapidjson::Value& name) {

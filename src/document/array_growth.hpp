@@ -12,11 +12,11 @@ namespace ostra::io::json::tree {
 /// grows by one at a time costs no more than three times its final size; an empty one gets what it
 /// needs.
 ///
-/// RapidJSON's own growth multiplies sizes unchecked and writes through null where its pool has no
+/// RapidJSON's own growth multiplies sizes unchecked and writes through null if its pool has no
 /// memory left.
 ///
-/// @throws std::length_error  where the size in bytes overflows 64 bits; nothing changes.
-/// @throws std::bad_alloc     where the pool cannot give the memory; nothing changes.
+/// @throws std::length_error  if the size in bytes overflows 64 bits; nothing changes.
+/// @throws std::bad_alloc     if the pool cannot give the memory; nothing changes.
 void growArray(rapidjson::Value& array, rapidjson::SizeType count,
                rapidjson::Document::AllocatorType& pool);
 

@@ -12,16 +12,16 @@ namespace ostra::io::json::tree {
 /// The value that one pointer token selects (RFC 6901, section 4).
 ///
 /// On an object it is the first member, in stored order, whose key has the token's bytes; on an
-/// array the element at the token's index, where a token that is no index carries RapidJSON's
-/// invalid-index marker, which no array is long enough for.
+/// array the element at the token's index, for which a token that is not an index carries
+/// RapidJSON's invalid-index marker, which no array is long enough for.
 ///
-/// @return the value, null where there is none. Cost: linear in the members looked at.
+/// @return the value, null if there is none. Cost: linear in the members looked at.
 inline rapidjson::Value* childByToken(rapidjson::Value& value,
                                       const core::JSONPointer::Token& token) {
     switch (value.GetType()) {
     case rapidjson::kObjectType:
         for (rapidjson::SizeType i = 0, count = value.MemberCount(); i < count; ++i) {
-            // Not FindMember: it measures the key anew, up to a NUL.
+            // Not FindMember: it measures the key again, up to a NUL.
             rapidjson::Value::Member& member = memberAt(value, i);
             if (member.name.GetStringLength() == token.length &&
                 std::memcmp(member.name.GetString(), token.name, token.length) == 0) {

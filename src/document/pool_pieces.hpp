@@ -20,25 +20,20 @@ using Pool = rapidjson::Document::AllocatorType;
 class PoolPieces {
 public:
     /// Payload of a piece that the memory allocator serves best: more than a block of the pool,
-    /// which would be left half used, and less than what the allocator takes from the kernel anew
+    /// which would be left half used, and less than what the allocator takes from the kernel again
     /// each time. Half a million arrays grown in pieces of 60 KB, of 100 KB and of one block:
     /// 18, 9 and 13 ms.
     static constexpr std::size_t bestPayload = 100'000;
 
     /// @param pool      the document's pool.
-    /// @param payloads  bytes each piece must be able to give; each allocation from it counts as
-    ///                  `allocationSize` of its size. A piece of 0 bytes takes no memory.
-    /// @throws std::length_error  where the sum overflows 64 bits; the pool is unchanged.
-    /// @throws std::bad_alloc     where the pool cannot give the memory; it may keep some unused.
+    /// @param payloads  bytes each piece must be able to give; each allocation from it counts
+    ///                  rounded up to 8. A piece of 0 bytes takes no memory.
+    /// @throws std::length_error  if the sum overflows 64 bits; the pool is unchanged.
+    /// @throws std::bad_alloc     if the pool cannot give the memory; it may keep some unused.
     PoolPieces(Pool& pool, const std::vector<std::size_t>& payloads);
 
     /// @return a pool over piece `k`; must not outlive this object's document.
     Pool piece(std::size_t k) const;
-
-    /// Bytes that an allocation of `size` bytes takes.
-    static constexpr std::size_t allocationSize(std::size_t size) {
-        return (size + 7) & ~std::size_t{7};
-    }
 
 private:
     struct Piece {

@@ -13,8 +13,8 @@ namespace ostra::io::json::tree {
 namespace {
 
 // Below, blocks come from the heap, where they are mostly extended in place, and the next text
-// finds them warm: malloc maps what is above 32 MiB anew each time, but what is smaller only until
-// the first block of that size has been freed. Above, they are mapped and cost nothing where they
+// finds them warm: malloc maps what is above 32 MiB again each time, but what is smaller only until
+// the first block of that size has been freed. Above, they are mapped and cost nothing if they
 // are not touched, while copying the text costs a third of writing it: few steps then.
 constexpr std::size_t large = std::size_t{16} << 20U;
 
@@ -28,7 +28,7 @@ std::array<std::size_t, 4> capacities(std::size_t used, std::size_t needed) {
 }
 
 /// Moves the text to a larger block, or extends its own.
-/// @return null where memory is exhausted, then the old block is as it was.
+/// @return null if memory is exhausted, then the old block is as it was.
 void* enlarge(void* block, std::size_t used, std::size_t capacity) {
     if (used >= large) {
         return base::moveToLarger(block, used, capacity);

@@ -16,7 +16,7 @@ constexpr std::size_t entryRoom = 128;
 
 /// Bytes that grow at the end.
 ///
-/// Not RapidJSON's `StringBuffer`, which writes through null where memory runs out, and a small
+/// Not RapidJSON's `StringBuffer`, which writes through null if memory runs out, and a small
 /// document can ask for a lot: a million nested arrays, indented, are a terabyte of spaces. Not
 /// std::string either, which would zero the memory before we write it.
 class TextBuffer {

@@ -12,7 +12,7 @@ namespace ostra::io::json::tree {
 /// (RFC 8259, section 7: as \b, \t, \n, \f, \r, or \u00XX in upper case), all other bytes are
 /// copied as they are, whatever their encoding.
 /// @param at  where the text goes on, with room for `smallPiece` bytes.
-/// @return where it goes on then: `smallPiece` bytes further at most, or with `entryRoom` anew.
+/// @return where it goes on then: `smallPiece` bytes further at most, or with `entryRoom` again.
 /// @throws std::bad_alloc
 char* putString(TextBuffer& out, char* at, const rapidjson::Value& string);
 

@@ -27,7 +27,7 @@ bool hasKey(const rapidjson::Value::Member& member, std::string_view name) {
            std::memcmp(member.name.GetString(), name.data(), name.size()) == 0;
 }
 
-/// @return the value of the first member of `object` with this key, null where there is none.
+/// @return the value of the first member of `object` with this key, null if there is none.
 rapidjson::Value* findMember(rapidjson::Value& object, std::string_view name) {
     const rapidjson::SizeType count = object.IsObject() ? object.MemberCount() : 0;
     for (rapidjson::SizeType i = 0; i < count; ++i) {
@@ -43,7 +43,7 @@ rapidjson::Value* findMember(rapidjson::Value& object, std::string_view name) {
 /// tested before its value is entered, and a value is searched through before its next sibling.
 ///
 /// @return the containers from `root` down to the one that holds the member, each with the position
-///         behind the child that the path takes; empty where there is no such member.
+///         behind the child that the path takes; empty if there is no such member.
 std::vector<Visit> findKeyBelow(rapidjson::Value& root, std::string_view name) {
     std::vector<Visit> path;
     if (isContainer(root)) {
@@ -67,7 +67,7 @@ std::vector<Visit> findKeyBelow(rapidjson::Value& root, std::string_view name) {
     return path;
 }
 
-/// RapidJSON writes through null where it cannot get the memory for a pointer, so that much is
+/// RapidJSON writes through null if it cannot get the memory for a pointer, so that much is
 /// asked for just before. Only a thread that takes the very last memory in between could do harm.
 void requireMemoryForPointer(const std::string& selector) {
     const auto tokens = static_cast<std::size_t>(std::ranges::count(selector, '/'));

@@ -38,8 +38,8 @@ std::vector<std::u16string> LevelReader::listKeyNames() const {
 void LevelReader::setKeyNames(const std::vector<std::u16string>& names) {
     using Member = rapidjson::Value::Member;
     setCurrentType(rapidjson::kObjectType);
-    // Not AddMember: it writes through null where the pool has no memory, and takes the members
-    // anew time and again as they become more. No overflow: a name is two thirds of a member.
+    // Not AddMember: it writes through null if the pool has no memory, and takes the members
+    // again time and again as they become more. No overflow: a name is two thirds of a member.
     auto* const members = static_cast<Member*>(
         base::takeFromPool(dom.document.GetAllocator(), names.size() * sizeof(Member)));
     for (std::size_t i = 0; i < names.size(); ++i) {

@@ -131,7 +131,7 @@ public:
     }
 
 private:
-    /// Null where there is no array, since nothing is taken from it.
+    /// Null if there is no array, since nothing is taken from it.
     template <class T>
     static const T* start(const NumericArray<T>& array) {
         return array != nullptr ? array->data() : nullptr;
@@ -186,7 +186,7 @@ void NodeVector::set_data(const NodeVectorData& data) {
         visitNodes<Access::Write>(nodes, [&](rapidjson::Value& node, std::size_t) { fill(node); });
         return;
     }
-    // Types and values in one visit. Where it fails, all types are written nevertheless.
+    // Types and values in one visit. If that fails, all types are written nevertheless.
     std::size_t visited = 0;
     try {
         visitNodes<Access::Write>(nodes, [&](rapidjson::Value& node, std::size_t i) {

@@ -17,14 +17,14 @@ namespace ostra::io::json::tree {
 ///
 /// An object becomes a copy by one `memcpy` and one pointer for each long name. RapidJSON's own
 /// copy plays the object back as events through a document with a stack of its own, which takes
-/// four times as long, and writes through null where memory is exhausted.
+/// four times as long, and writes through null if memory is exhausted.
 ///
 /// Threads: any number may copy at once.
 class KeyPattern {
 public:
     /// @param keys  the names, of any shape, taken in element order.
     /// @throws foundation::core::except::IMsgIDException  identifier
-    ///         "OSTRA:string:MissingNotSupported", where a name is missing.
+    ///         "OSTRA:string:MissingNotSupported", if a name is missing.
     /// @throws std::bad_alloc, std::length_error
     explicit KeyPattern(const Tarvel::String::String& keys);
 

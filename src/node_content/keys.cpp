@@ -18,7 +18,7 @@ namespace ostra::io::json::tree {
 
 namespace {
 
-/// Asks for the names of an object, which are about to be read. Inlined by force: GCC 12 drops
+/// Prefetches the names of an object. Inlined by force: GCC 12 drops
 /// calls of a function that does nothing but prefetch.
 [[gnu::always_inline]] inline void prefetchNames(const rapidjson::Value& node) {
     constexpr std::size_t line = 64;

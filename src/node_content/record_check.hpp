@@ -15,11 +15,11 @@ namespace ostra::io::json::tree {
 /// values are needed up to the first missing string that a node takes, which is the error there.
 ///
 /// @param distinct  whether no node stands twice.
-/// @throws std::invalid_argument  where an array is needed and its handle is null, naming it.
+/// @throws std::invalid_argument  if an array is needed and its handle is null, naming it.
 /// @throws std::out_of_range      for a type code outside 0 to 6, naming code and position, or
-///                                where an array is too short, naming it with both lengths.
+///                                if an array is too short, naming it with both lengths.
 /// @throws std::bad_alloc
-/// Cost: linear in the nodes; where some repeat, a set of the nodes and a hash map of those.
+/// Cost: linear in the nodes; if some repeat, a set of the nodes and a hash map of those.
 void requireFitting(const NodeVectorData& data, Nodes nodes, bool distinct);
 
 } // namespace ostra::io::json::tree

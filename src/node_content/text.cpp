@@ -17,7 +17,7 @@ rapidjson::Value makeStringValue(const std::u16string& text, rapidjson::Document
     if (utf8.size() <= base::RawValue::longestInline) {
         return {utf8.data(), utf8.size(), document.GetAllocator()};
     }
-    // Not RapidJSON's own copy: it writes through null where the pool has no memory.
+    // Not RapidJSON's own copy: it writes through null if the pool has no memory.
     void* const bytes = base::takeFromPool(document.GetAllocator(), utf8.size() + 1);
     std::memcpy(bytes, utf8.c_str(), utf8.size() + 1);
     rapidjson::Value value;

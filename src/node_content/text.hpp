@@ -14,7 +14,7 @@ std::u16string toUString(const rapidjson::Value& value);
 
 /// A string value that holds its own copy of `text`, allocated from `document`; up to 21 bytes of
 /// UTF-8 are held inside the value.
-/// @throws std::bad_alloc  where the text does not fit in memory; nothing is allocated.
+/// @throws std::bad_alloc  if the text does not fit in memory; nothing is allocated.
 rapidjson::Value makeStringValue(const std::u16string& text, rapidjson::Document& document);
 
 } // namespace ostra::io::json::tree

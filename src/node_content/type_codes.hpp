@@ -16,12 +16,12 @@ namespace ostra::io::json::tree {
 /// would be undefined for a number outside its range.
 long typeCode(const rapidjson::Type& type);
 
-/// @throws std::out_of_range  where `code` is outside 0 to 6, naming code and position.
+/// @throws std::out_of_range  if `code` is outside 0 to 6, naming code and position.
 void requireTypeCode(long code, std::size_t position);
 
 /// The codes that `set_types` would use: those of a node each, all checked.
 /// @param types  any shape; codes past `nodeCount` are not looked at.
-/// @throws std::invalid_argument  where there are nodes and the handle is null.
+/// @throws std::invalid_argument  if there are nodes and the handle is null.
 /// @throws std::out_of_range      for a code outside 0 to 6, naming code and position.
 std::span<const std::uint8_t> usedTypeCodes(const NumericArray<std::uint8_t>& types,
                                             std::size_t nodeCount);

@@ -25,7 +25,7 @@ NumericArray<std::uint8_t> NodeVector::get_types() const {
 
 void NodeVector::set_types(const NumericArray<std::uint8_t>& types) {
     const std::span<const std::uint8_t> codes = usedTypeCodes(types, nodes.size());
-    // Where it takes a set to prove them distinct, that takes as long as writing them in turn.
+    // If it takes a set to prove them distinct, that takes as long as writing them in turn.
     if (provablyDistinct(std::span(nodes).first(codes.size()))) {
         base::parallelLoop(codes.size(), [&](std::size_t begin, std::size_t end) {
             resetNodes(std::span(nodes).subspan(begin), codes.subspan(begin, end - begin));

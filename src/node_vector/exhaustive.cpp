@@ -85,7 +85,7 @@ public:
 
     /// Looks the selector up from every node and counts the scalars of what it finds.
     /// @return how many there are in all.
-    /// @throws std::length_error  where a count wraps to a negative number.
+    /// @throws std::length_error  if a count wraps to a negative number.
     std::size_t count(const core::JSONPointer& selector) {
         chunks_.visitInParallel([&](Nodes some, std::size_t c) {
             walkSelector(selector, some, found_.data() + chunks_.before(c));
@@ -104,7 +104,7 @@ public:
     }
 
 private:
-    /// One node per chunk where there are few: the work may lie in any of them.
+    /// One node per chunk if there are few: the work may lie in any of them.
     static std::size_t chunkSizeFor(std::size_t count) {
         constexpr std::size_t leastChunks = 64;
         constexpr std::size_t largestChunk = 1024;

@@ -30,7 +30,7 @@ std::pair<NodeVector, NumericArray<bool>> lookUp(const NodeVector& from, const R
                        [](const rapidjson::Value* value) { return value == nullptr; });
     });
     std::erase(found, nullptr);
-    found.shrink_to_fit(); // nothing to do where none is missing
+    found.shrink_to_fit(); // nothing to do if none is missing
     return {NodeVector(from.dom, std::move(found)), std::move(missing)};
 }
 

@@ -11,7 +11,7 @@ namespace ostra::io::json::tree {
 
 constexpr std::size_t cacheLine = 64;
 
-/// The memory of a value's members or elements; both null where it has none.
+/// The memory of a value's members or elements; both null if it has none.
 struct ChildStorage {
     const char* begin = nullptr;
     const char* end = nullptr;
@@ -29,7 +29,7 @@ inline ChildStorage childStorage(const rapidjson::Value& value) {
     return storage;
 }
 
-/// Knows which memory the walks from similar nodes read, and asks for it ahead of the next ones.
+/// Learns which memory the walks from similar nodes read, and prefetches it for the next ones.
 ///
 /// Documents lie in memory in the order of their text: what is nested in a container lies just in
 /// front of the container's own children. So walks from neighbouring nodes read about the same
@@ -41,7 +41,7 @@ inline ChildStorage childStorage(const rapidjson::Value& value) {
 /// 21 taking one token at a time for 32 nodes side by side; 8 and 25 like this.
 class ReachedMemory {
 public:
-    /// Asks for what the walk from `node` is likely to read.
+    /// Prefetches what the walk from `node` is likely to read.
     ///
     /// Always inlined: GCC 12 takes a function that only prefetches for one without effect, and
     /// drops the calls.

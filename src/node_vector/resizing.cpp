@@ -74,7 +74,7 @@ bool provablyIndependent(const std::vector<Survey>& surveys) {
 }
 
 /// Gives an array exactly `count` elements; any other value is left alone.
-/// @param pool  must be able to give `count` elements where the array's capacity is smaller.
+/// @param pool  must be able to give `count` elements if the array's capacity is smaller.
 void resize(rapidjson::Value& node, std::size_t count, Pool& pool) {
     if (!node.IsArray()) {
         return;
@@ -154,7 +154,7 @@ void NodeVector::set_number_of_children(unsigned long count) {
         payloads.push_back(
             share.heavy == 0 ? 0 : product(share.heavy, product(count, sizeof(rapidjson::Value))));
     }
-    // Where arrays are only cut, or grow within what they have, the document may be missing.
+    // If arrays are only cut, or grow within their capacity, there may be no document.
     const bool moving = std::ranges::any_of(payloads, [](std::size_t bytes) { return bytes != 0; });
     Pool none;
     const PoolPieces pieces(moving ? dom->document.GetAllocator() : none, payloads);

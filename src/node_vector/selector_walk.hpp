@@ -15,7 +15,7 @@ namespace ostra::io::json::tree {
 ///
 /// @param selector  valid; shared by all nodes.
 /// @param nodes     where to start, none null.
-/// @param found     room for one pointer per node: its value, null where it has none.
+/// @param found     room for one pointer per node: its value, null if it has none.
 /// Cost: linear in the nodes and in the members looked at; no allocation.
 void walkSelector(const core::JSONPointer& selector, std::span<rapidjson::Value* const> nodes,
                   rapidjson::Value** found);

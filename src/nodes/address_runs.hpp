@@ -1,6 +1,6 @@
 #pragma once
 
-/// Whether pieces of memory overlap, found out cheaply where they lie in some order.
+/// Whether pieces of memory overlap, found out cheaply if they lie in some order.
 
 #include <algorithm>
 #include <cstddef>
@@ -47,7 +47,7 @@ public:
     /// The number of runs so far: what the answer will cost.
     std::size_t size() const { return runs_.size(); }
 
-    /// @return true where no two pieces overlap; false where they do or may.
+    /// @return true if no two pieces overlap; false if they do or may.
     /// Cost: sorts the runs.
     bool provablyDisjoint() {
         std::ranges::sort(runs_, {}, &Run::begin);

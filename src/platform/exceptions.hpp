@@ -27,7 +27,7 @@ struct BaseMsgID {
         : arguments(std::move(itsArguments)), catalog(std::move(itsCatalog)),
           key(std::move(itsKey)) {}
 
-    /// Builds every argument anew: libstdc++ 12's variant runs into undefined behaviour where
+    /// Builds every argument again: libstdc++ 12's variant runs into undefined behaviour when
     /// memory is exhausted while a variant is copied, since it takes one that holds a string for
     /// never valueless and destroys what was not built.
     BaseMsgID(const BaseMsgID& other) : catalog(other.catalog), key(other.key) {

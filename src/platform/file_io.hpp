@@ -13,7 +13,7 @@ namespace ostra::io::common::file {
 ///
 /// @param path  the file's path.
 /// @return all its bytes, as stored.
-/// @throws std::exception  where it cannot be read; `what()` carries path and reason.
+/// @throws std::exception  if it cannot be read; `what()` carries path and reason.
 std::vector<char> readall(const std::u16string& path);
 
 /// Writes a whole file, replacing what was there.
@@ -21,7 +21,7 @@ std::vector<char> readall(const std::u16string& path);
 /// @param path  the file's path.
 /// @param data  the first of `size` bytes; may be null when `size` is 0.
 /// @param size  bytes to write.
-/// @throws std::exception  where it cannot be written; `what()` carries path and reason, and a
+/// @throws std::exception  if it cannot be written; `what()` carries path and reason, and a
 ///                         regular file that stood there before is as it was.
 void writeall(const std::u16string& path, const char* data, std::size_t size);
 

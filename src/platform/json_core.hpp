@@ -28,7 +28,7 @@ using JSONPointer = rapidjson::GenericPointer<rapidjson::Value, rapidjson::CrtAl
 /// @param bytes       the text; not modified, and not referred to by the result.
 /// @param options     what the text may contain beyond RFC 8259.
 /// @return the document; it owns its allocator, and all its strings are copies.
-/// @throws std::exception  where the text is refused; `what()` names source, line, column, byte
+/// @throws std::exception  if the text is refused; `what()` names source, line, column, byte
 ///                         offset and reason.
 /// The embedded core reads texts from 2 MiB on several of oneTBB's threads.
 rapidjson::Document parse_json_document(const std::u16string& sourceName,
@@ -39,18 +39,18 @@ rapidjson::Document parse_json_document(const std::u16string& sourceName,
 ///
 /// @param selector  a JSON Pointer as UTF-8 text (RFC 6901, or its URI fragment form).
 /// @return the parsed pointer, always valid.
-/// @throws std::exception  where the selector is no JSON Pointer; `what()` quotes it.
+/// @throws std::exception  if the selector is not a JSON Pointer; `what()` quotes it.
 JSONPointer validate_selector(const std::string& selector);
 
 /// Finds the value below `node` that a node name designates: that of the first member with this
 /// key, depth first in document order.
 ///
-/// @return the value, or null where no member below `node` has this key.
+/// @return the value, or null if no member below `node` has this key.
 rapidjson::Value* resolve_node_name(rapidjson::Value& node, const std::string& name);
 
 /// As `resolve_node_name`, but answers with the selector that leads from `node` to that very value.
 ///
-/// @return the selector; empty where there is no such value, or where an earlier member with the
+/// @return the selector; empty if there is no such value, or if an earlier member with the
 ///         same key hides it from every selector.
 std::optional<std::string> resolve_node_name_to_selector(const rapidjson::Value& node,
                                                          const std::string& name);

@@ -91,8 +91,8 @@ struct qxDestroy_deleter {
 /// @param class_id    the element class; decides the `typed_vector<T>` that the result is.
 /// @param complexity  `qxREAL`; the embedded host has no complex arrays.
 /// @return the array, owned by the caller, to be released through `destroyArray`.
-/// @throws std::bad_alloc          where memory is exhausted.
-/// @throws std::length_error       where the size in bytes overflows.
+/// @throws std::bad_alloc          if memory is exhausted.
+/// @throws std::length_error       if the size in bytes overflows.
 /// @throws std::invalid_argument   for a class or complexity that the host does not have.
 array_base* do_create_numeric(cppcompat::detail::span::span<const unsigned long> dims,
                               qxClassID class_id, qxComplexity complexity);

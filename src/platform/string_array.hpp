@@ -17,7 +17,7 @@ class __attribute__((visibility("default"))) String {
 public:
     /// @param ndims  number of dimensions.
     /// @param dims   the extent of each, `ndims` of them.
-    /// @throws std::bad_alloc, std::length_error  where memory is exhausted or the size overflows.
+    /// @throws std::bad_alloc, std::length_error  if memory is exhausted or the size overflows.
     String(std::size_t ndims, const std::size_t* dims);
     ~String();
     String(const String&) = delete;
@@ -31,16 +31,16 @@ public:
 
     /// @param i  0-based position in element order.
     /// @return the element's text, nothing when it is missing; valid until an element changes.
-    /// @throws std::out_of_range  where `i` is not below `size()`.
+    /// @throws std::out_of_range  if `i` is not below `size()`.
     std::optional<std::u16string_view> get(std::size_t i) const;
 
     /// Replaces element `i` by a copy of `text`, which may lie in the array itself.
-    /// @throws std::out_of_range  where `i` is not below `size()`; nothing changes.
-    /// @throws std::bad_alloc     where memory is exhausted; nothing changes.
+    /// @throws std::out_of_range  if `i` is not below `size()`; nothing changes.
+    /// @throws std::bad_alloc     if memory is exhausted; nothing changes.
     void set(std::size_t i, std::u16string_view text);
 
     /// Makes element `i` missing.
-    /// @throws std::out_of_range  where `i` is not below `size()`; nothing changes.
+    /// @throws std::out_of_range  if `i` is not below `size()`; nothing changes.
     void clear(std::size_t i);
 
 private:

@@ -11,14 +11,14 @@
 namespace fl::i18n {
 
 /// @return the text as UTF-16.
-/// @throws std::bad_alloc, std::length_error  where memory or the string's maximum is exhausted.
+/// @throws std::bad_alloc, std::length_error  if memory or the string's maximum is exhausted.
 std::u16string utf8_to_ustring(const std::string& text);
 
 /// As above, for `size` bytes at `text`.
 std::u16string utf8_to_ustring(const char* text, std::size_t size);
 
 /// @return the text as UTF-8.
-/// @throws std::bad_alloc, std::length_error  where memory or the string's maximum is exhausted.
+/// @throws std::bad_alloc, std::length_error  if memory or the string's maximum is exhausted.
 std::string ustring_to_utf8(const std::u16string& text);
 
 } // namespace fl::i18n

@@ -104,7 +104,7 @@ refuses ".*missing.json.*: No such file or directory" missing.json
 refuses ".*: Is a directory" .
 refuses ".*two.u000Alines.json.*: No such file or directory" $'two\nlines.json'
 refuses "nothing in the document at '/rows/9'" small.json --select /rows/9
-refuses "'rows' is no JSON Pointer .*" small.json --select rows
+refuses "'rows' is not a JSON Pointer .*" small.json --select rows
 refuses "unknown option '--frobnicate'; see --help" small.json --frobnicate
 refuses "option '--select' lacks its value" small.json --select
 refuses "--depth takes a whole number .*" small.json --depth -1
@@ -118,7 +118,7 @@ refuses "nothing in the document at '/none'" columns small.json --records /none
 refuses "no array of records at '/rows/0/x'" columns small.json --records /rows/0/x
 refuses '.*no JSON Pointer: "rows".*' columns small.json --records rows
 refuses '.*no JSON Pointer: "x".*' columns small.json --records /rows --column x
-refuses "--set: 'grow:/x=2' is no .*" columns small.json --records /rows --set grow:/x=2
+refuses "--set: 'grow:/x=2' is not a .*" columns small.json --records /rows --set grow:/x=2
 refuses "--set scale: takes a number, not 'much'" columns small.json --records /rows --set scale:/x=much
 refuses ".*leaves the range of a double" columns small.json --records /rows --set scale:/x=1e300 \
     --set scale:/x=1e300 --output edited.json

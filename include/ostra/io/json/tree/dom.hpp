@@ -3,8 +3,8 @@
 /// @file
 /// The parsed JSON document, and whole documents in and out of strings and files.
 ///
-/// Threads: a `DOM` has no lock. Any number of threads may read an unchanging document; a thread
-/// that changes it must be alone. Distinct documents are independent. Reading a long text may share
+/// Threads: a `DOM` has no lock. Any number of threads may read an unchanging document; a writer
+/// needs exclusive access. Distinct documents are independent. Reading a long text may share
 /// the work among oneTBB's worker threads, as the JSON core decides (the embedded one does from
 /// 2 MiB on); the call returns when all of it is done.
 
@@ -48,10 +48,10 @@ TVIOJSONTREE_EXPORT std::shared_ptr<DOM> make_dom_ptr();
 /// @param text     the text, UTF-16.
 /// @param options  what the text may contain beyond RFC 8259; the defaults are strict.
 /// @return the document; independent of `text`.
-/// @throws std::exception     where the JSON core refuses the text: `what()` gives line, column,
+/// @throws std::exception     if the JSON core refuses the text: `what()` gives line, column,
 ///                            byte offset (in the UTF-8 form) and reason. Nothing else happens.
-/// @throws std::length_error  where the UTF-8 form exceeds the maximum size of a vector.
-/// @throws std::bad_alloc     where memory is exhausted.
+/// @throws std::length_error  if the UTF-8 form exceeds the maximum size of a vector.
+/// @throws std::bad_alloc     if memory is exhausted.
 /// Cost: linear; one conversion to UTF-8, one copy of its bytes, one parse. Any nesting depth on
 /// any stack.
 TVIOJSONTREE_EXPORT DOM read_string(const std::u16string& text,
@@ -62,9 +62,9 @@ TVIOJSONTREE_EXPORT DOM read_string(const std::u16string& text,
 /// @param path     the file's path, UTF-16; it names the source in error messages.
 /// @param options  as for `read_string`.
 /// @return the document; `buffer` holds exactly the file's bytes.
-/// @throws std::exception  where the file cannot be read (`what()` gives path and reason) or the
+/// @throws std::exception  if the file cannot be read (`what()` gives path and reason) or the
 ///                         JSON core refuses its text (path, line, column, byte offset, reason).
-/// @throws std::bad_alloc  where memory is exhausted.
+/// @throws std::bad_alloc  if memory is exhausted.
 /// Cost: linear; the file is read once and parsed where it lies.
 TVIOJSONTREE_EXPORT DOM read_file(const std::u16string& path,
                                   const core::ReadJSONDocumentOptions& options);
@@ -82,7 +82,7 @@ TVIOJSONTREE_EXPORT DOM read_file(const std::u16string& path,
 /// @param options  form of the text; `allowNaNInf` writes non-finite doubles as the words NaN,
 ///                 Infinity and -Infinity instead of null.
 /// @return the text, UTF-16.
-/// @throws std::bad_alloc, std::length_error  where memory or the string's maximum is exhausted.
+/// @throws std::bad_alloc, std::length_error  if memory or the string's maximum is exhausted.
 /// Cost: linear in the text. Any nesting depth on any stack.
 TVIOJSONTREE_EXPORT std::u16string write_string(const DOM& dom,
                                                 const write::struct_::WriteStructOptions& options);
@@ -92,9 +92,9 @@ TVIOJSONTREE_EXPORT std::u16string write_string(const DOM& dom,
 /// @param dom      the document; its root is written.
 /// @param path     the file's path, UTF-16.
 /// @param options  as for `write_string`.
-/// @throws std::exception  where the file cannot be written; `what()` gives path and reason, and a
+/// @throws std::exception  if the file cannot be written; `what()` gives path and reason, and a
 ///                         file that stood there before is as it was.
-/// @throws std::bad_alloc  where memory is exhausted; no file is touched.
+/// @throws std::bad_alloc  if memory is exhausted; no file is touched.
 /// Cost: linear in the text.
 TVIOJSONTREE_EXPORT void write_file(const DOM& dom, const std::u16string& path,
                                     const write::struct_::WriteStructOptions& options);

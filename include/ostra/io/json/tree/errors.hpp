@@ -13,7 +13,7 @@
 
 namespace OSTRA::io::json::common {
 
-/// A selector that is no JSON Pointer (RFC 6901): identifier
+/// A selector that is not a JSON Pointer (RFC 6901): identifier
 /// "OSTRA:io:json:common:InvalidJSONPointer", its only argument the selector, a `std::string` in
 /// UTF-8. Thrown by `LevelReader::cdSelector`.
 struct TVIOJSONTREE_EXPORT InvalidJSONPointer : foundation::core::except::BaseMsgID {

@@ -68,12 +68,12 @@ public:
 
     /// Descends into a child.
     ///
-    /// On an object or array the reader goes one level down, also where there is no such child: it
+    /// On an object or array the reader goes one level down, even if there is no such child: it
     /// then stays on the same value, so that every `cd` pairs with one `cdup`. On any other value
     /// nothing happens.
     ///
     /// @param index  0-based position among the members or elements.
-    /// @throws std::bad_alloc  where the position stack cannot grow; the reader has not moved.
+    /// @throws std::bad_alloc  if the position stack cannot grow; the reader has not moved.
     /// Cost: constant.
     void cd(std::size_t index);
 
@@ -88,7 +88,7 @@ public:
     ///                   match inside an earlier member wins over a direct match in a later one.
     ///                   Every value descended adds one level.
     /// @return whether it was found; if not, the reader has not moved.
-    /// @throws std::bad_alloc  where a stack cannot grow; the reader has not moved.
+    /// @throws std::bad_alloc  if a stack cannot grow; the reader has not moved.
     /// Cost: linear in the values visited; without recursion nothing is allocated (in UTF-8, and
     /// down to 64 levels).
     bool cdNodeName(const std::string& name, bool recursive);
@@ -103,8 +103,9 @@ public:
     /// @param selector  the pointer, as text or parsed; a parsed pointer must be valid.
     /// @return whether all tokens resolved; if not, the reader has not moved.
     /// @throws foundation::core::except::Exception<OSTRA::io::json::common::InvalidJSONPointer,
-    ///         std::exception, void>  where the text is no JSON Pointer; the reader has not moved.
-    /// @throws std::bad_alloc  where a stack cannot grow; the reader has not moved.
+    ///         std::exception, void>  if the text is not a JSON Pointer; the reader has not
+    ///         moved.
+    /// @throws std::bad_alloc  if a stack cannot grow; the reader has not moved.
     /// Cost: linear in the tokens and the members looked at.
     bool cdSelector(
         const rapidjson::GenericPointer<rapidjson::Value, rapidjson::CrtAllocator>& selector);
@@ -132,23 +133,23 @@ public:
                    const write::struct_::WriteStructOptions& options) const;
 
     // Lists. Each returns the level's matching entries in level order and changes nothing.
-    // Failures of all: std::length_error ("vector::reserve") or std::bad_alloc where the result
+    // Failures of all: std::length_error ("vector::reserve") or std::bad_alloc if the result
     // does not fit in memory. Cost of all: linear in the level; the result is allocated once.
 
-    /// @return the numbers of class `Double`; empty where there are none.
+    /// @return the numbers of class `Double`; empty if there are none.
     std::vector<double> listDoubles() const;
 
-    /// @return the numbers of class `Uint64`; empty where there are none.
+    /// @return the numbers of class `Uint64`; empty if there are none.
     std::vector<unsigned long> listUint64s() const;
 
-    /// @return the numbers of class `Int64`; empty where there are none.
+    /// @return the numbers of class `Int64`; empty if there are none.
     std::vector<long> listInt64s() const;
 
     /// @return the strings, UTF-16; embedded NUL characters are kept.
     std::vector<std::u16string> listStrings() const;
 
-    /// @return the keys of the current object in member order, duplicates included; empty where the
-    ///         current value is no object.
+    /// @return the keys of the current object in member order, duplicates included; empty if the
+    ///         current value is not an object.
     std::vector<std::u16string> listKeyNames() const;
 
     /// @return one type per entry.
@@ -178,22 +179,22 @@ public:
 
     /// Replaces strings.
     /// @param values  the new values, UTF-16.
-    /// @throws std::bad_alloc  where memory is exhausted; entries already replaced stay replaced.
+    /// @throws std::bad_alloc  if memory is exhausted; entries already replaced stay replaced.
     void setStrings(const std::vector<std::u16string>& values);
 
     /// Replaces the current value, whatever it is, by an object with these members, all null.
     /// @param names  the keys, in member order; empty and duplicate ones are taken as they are.
-    /// @throws std::bad_alloc  where memory is exhausted; the members made so far stay.
+    /// @throws std::bad_alloc  if memory is exhausted; the members made so far stay.
     void setKeyNames(const std::vector<std::u16string>& names);
 
-    /// Replaces entries by empty values of the given types, also where the type stays the same. An
+    /// Replaces entries by empty values of the given types, even if the type stays the same. An
     /// array with fewer elements than there are types grows to that length first, which may move
     /// its elements (one that has elements takes at least half as much room again, so that growing
     /// one by one stays linear); nothing ever shrinks and objects never grow.
     /// @param types  one type per entry; the fresh values are those of `setCurrentType`.
-    /// @throws std::out_of_range  where a type that would be used is outside 0 to 6, naming code
+    /// @throws std::out_of_range  if a type that would be used is outside 0 to 6, naming code
     ///                            and position; nothing changes.
-    /// @throws std::bad_alloc     where the array cannot grow; nothing changes.
+    /// @throws std::bad_alloc     if the array cannot grow; nothing changes.
     void setValueTypes(const std::vector<rapidjson::Type>& types);
 
     /// Replaces number entries by a placeholder of the given class: 0.0, 18446744073709551615 or

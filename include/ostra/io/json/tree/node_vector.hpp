@@ -40,7 +40,7 @@ public:
     NodeVector() = default;
 
     /// Builds a node vector, as a binding does for the first one over a document.
-    /// @param document  the document; not null where an operation takes memory from it.
+    /// @param document  the document; not null if an operation takes memory from it.
     /// @param values    values of that document, none null.
     NodeVector(std::shared_ptr<DOM> document, std::vector<rapidjson::Value*> values)
         : dom(std::move(document)), nodes(std::move(values)) {}
@@ -58,7 +58,7 @@ public:
     /// order; any other node has none.
     ///
     /// @return all children, those of node 0 first.
-    /// @throws std::length_error  "vector::reserve", where the total exceeds a vector's maximum.
+    /// @throws std::length_error  "vector::reserve", if the total exceeds a vector's maximum.
     /// @throws std::bad_alloc
     /// Cost: linear in nodes and children; the result is allocated once.
     TVIOJSONTREE_EXPORT NodeVector get_children() const;
@@ -70,8 +70,8 @@ public:
     /// selects the nodes themselves.
     ///
     /// @param selector  the pointer, UTF-8.
-    /// @return the descendants found, and an n x 1 logical column: 1 where a node has none.
-    /// @throws std::exception  where the selector is no JSON Pointer (as the JSON core reports it),
+    /// @return the descendants found, and an n x 1 logical column: 1 if a node has none.
+    /// @throws std::exception  if the selector is not a JSON Pointer (as the JSON core reports it),
     ///                         before anything else happens.
     /// @throws std::bad_alloc, std::length_error
     /// Cost: linear in the nodes and in the members looked at.
@@ -89,11 +89,11 @@ public:
     TVIOJSONTREE_EXPORT std::pair<NodeVector, NumericArray<bool>>
     get_children_by_node_name(const std::string& name) const;
 
-    /// Asks the nodes in order which selector a node name stands for.
+    /// Resolves a node name to a selector, trying the nodes in order.
     ///
     /// @param name  the node name, UTF-8.
     /// @return the selector that the first node able to resolve the name gives, relative to that
-    ///         node; empty where none can.
+    ///         node; empty if none can.
     /// @throws std::exception  what the JSON core throws.
     /// Cost: that of one resolution per node up to the first that answers.
     TVIOJSONTREE_EXPORT std::optional<std::string>
@@ -106,18 +106,18 @@ public:
     /// @param selector  the pointer, UTF-8.
     /// @return the scalars, those of node 0 first, and an n x 1 column (class uint64): how many
     ///         each node contributed. A count wraps as a 32-bit signed number, widened with sign.
-    /// @throws std::exception     where the selector is no JSON Pointer, before anything else.
-    /// @throws std::length_error  "vector::reserve", where a count or the total wraps to a negative
+    /// @throws std::exception     if the selector is not a JSON Pointer, before anything else.
+    /// @throws std::length_error  "vector::reserve", if a count or the total wraps to a negative
     ///                            number.
     /// @throws std::bad_alloc
     /// Cost: linear in the values visited.
     TVIOJSONTREE_EXPORT std::pair<NodeVector, NumericArray<std::uint64_t>>
     get_children_exhaustive(const std::string& selector) const;
 
-    /// Picks nodes by position.
+    /// Picks nodes by position. An out-of-range index gives an empty result.
     ///
     /// @param indices  0-based positions, of any shape, taken in element order; repeats allowed.
-    /// @return the picked nodes in the order of `indices`; none at all where any index is out of
+    /// @return the picked nodes in the order of `indices`; none at all if any index is out of
     ///         range.
     /// @throws std::length_error, std::bad_alloc
     /// Cost: linear in `indices`.
@@ -131,21 +131,21 @@ public:
     /// elements dropped. Other nodes are left alone. *Parallel.*
     ///
     /// @param count  elements each array is to have.
-    /// @throws std::length_error  where the memory needed overflows 64 bits; nothing changes.
-    /// @throws std::bad_alloc     where the document cannot get the memory; nothing changes.
+    /// @throws std::length_error  if the memory needed overflows 64 bits; nothing changes.
+    /// @throws std::bad_alloc     if the document cannot get the memory; nothing changes.
     /// A growing array may move its elements: pointers to them go stale. The document is only
-    /// needed where an array does not have the room yet; one that is listed often takes it once.
-    /// Cost: linear in the nodes and in the elements moved or added; where nodes repeat or come in
+    /// needed if an array does not have the room yet; one that is listed often takes it once.
+    /// Cost: linear in the nodes and in the elements moved or added; if nodes repeat or come in
     /// wild order, a set of the arrays that move.
     TVIOJSONTREE_EXPORT void set_number_of_children(unsigned long count);
 
-    // Columns in and out. Arrays that the operations return are real columns, also when empty.
+    // Columns in and out. Returned arrays are real and n x 1, even when empty.
 
     /// Copies the content of all nodes into host arrays.
     ///
     /// @return types, number classes, texts and numbers of the nodes, see `NodeVectorData`; of
     ///         null, boolean, object and array nodes the type only.
-    /// @throws std::bad_alloc, std::length_error  where an array cannot be made; no record results.
+    /// @throws std::bad_alloc, std::length_error  if an array cannot be made; no record results.
     /// Cost: linear in the nodes; every array is created once, at its final size, in the order
     /// types, strings, doubles, uint64s, int64s, number_types. Numbers are gathered first: 9 bytes
     /// each.
@@ -156,19 +156,19 @@ public:
     ///
     /// A number code other than 0, 1 and 2 leaves its node as it is and takes no value. Nodes past
     /// the end of `types` take part with the type they have. Surplus elements are ignored, and an
-    /// array that nothing is taken from may be null. Where a string is missing, only the nodes up
+    /// array that nothing is taken from may be null. If a string is missing, only the nodes up
     /// to it need values.
     ///
     /// @param data  the record; not changed.
-    /// @throws std::invalid_argument  where something is needed from a null handle, naming it;
+    /// @throws std::invalid_argument  if something is needed from a null handle, naming it;
     ///                                nothing changes.
     /// @throws std::out_of_range      for a type code outside 0 to 6 that would be used, naming
-    ///                                it and its position, and where an array is shorter than
+    ///                                it and its position, and if an array is shorter than
     ///                                the nodes need, naming it; nothing changes.
     /// @throws foundation::core::except::Exception<OSTRA::string::MissingNotSupported,
-    ///         std::exception, void>  where a string that a node needs is missing; all types and
+    ///         std::exception, void>  if a string that a node needs is missing; all types and
     ///         the values of earlier nodes stay written.
-    /// @throws std::bad_alloc         where memory is exhausted: before anything changes, or all
+    /// @throws std::bad_alloc         if memory is exhausted: before anything changes, or all
     ///                                types and the values of earlier nodes stay written.
     /// Cost: linear in the nodes; in wild order about twice of that in document order.
     TVIOJSONTREE_EXPORT void set_data(const NodeVectorData& data);
@@ -177,7 +177,7 @@ public:
     ///
     /// @return a K x 1 array: every name as many times as it occurs in the object where it occurs
     ///         most often, each copy where it was first needed in node and member order. Nodes that
-    ///         are no objects are ignored.
+    ///         are not objects are ignored.
     /// @throws std::bad_alloc, std::length_error
     /// Cost: linear in the members.
     TVIOJSONTREE_EXPORT StringArray get_keys() const;
@@ -188,10 +188,10 @@ public:
     /// @param keys  the names, of any shape, taken in element order; duplicates are taken as they
     ///              are.
     /// @throws foundation::core::except::Exception<OSTRA::string::MissingNotSupported,
-    ///         std::exception, void>  where a name is missing; no node changes.
-    /// @throws std::length_error  where the memory needed overflows 64 bits; no node changes.
-    /// @throws std::bad_alloc     where memory is exhausted; no node changes.
-    /// The document is only needed where there is an object among the nodes.
+    ///         std::exception, void>  if a name is missing; no node changes.
+    /// @throws std::length_error  if the memory needed overflows 64 bits; no node changes.
+    /// @throws std::bad_alloc     if memory is exhausted; no node changes.
+    /// The document is only needed if there is an object among the nodes.
     /// Cost: linear in nodes times keys; each name is converted once.
     TVIOJSONTREE_EXPORT void set_keys(const Tarvel::String::String& keys);
 
@@ -200,17 +200,17 @@ public:
     /// Cost: linear in the nodes.
     TVIOJSONTREE_EXPORT NumericArray<std::uint8_t> get_types() const;
 
-    /// Replaces nodes by empty values of the given types, also where the type stays the same: null,
+    /// Replaces nodes by empty values of the given types, even if the type stays the same: null,
     /// false, true, an empty object, array or string, or the number 0 (of class `Double`).
     /// *Parallel.*
     ///
     /// @param types  `rapidjson::Type` codes, of any shape, taken in element order; code i is for
     ///               node i, surplus codes and nodes are left alone.
-    /// @throws std::invalid_argument  where there are nodes and the handle is null; nothing
+    /// @throws std::invalid_argument  if there are nodes and the handle is null; nothing
     /// changes.
     /// @throws std::out_of_range      for a code outside 0 to 6 that would be used, naming code and
     ///                                position; nothing changes.
-    /// @throws std::bad_alloc         where memory is exhausted; nothing changes.
+    /// @throws std::bad_alloc         if memory is exhausted; nothing changes.
     /// Cost: linear in the nodes; no memory of the document is used.
     TVIOJSONTREE_EXPORT void set_types(const NumericArray<std::uint8_t>& types);
 };
