@@ -208,9 +208,9 @@ TEST(Strings, AreEscapedWhereverTheEscapeStands) {
             for (std::size_t at = first; at < length; at += 1 + first % 19) {
                 text[at] = "\n\"\\\x1f !#\x7f\x80\xff"[(length + at) % 9];
             }
-            dom.document.PushBack(
-                rapidjson::Value(text.data(), text.size(), dom.document.GetAllocator()),
-                dom.document.GetAllocator());
+            rapidjson::Value value;
+            value.SetString(text.data(), text.size(), dom.document.GetAllocator());
+            dom.document.PushBack(value, dom.document.GetAllocator());
         }
     }
     const TemporaryFolder folder; // as UTF-8: the strings are none

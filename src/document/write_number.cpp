@@ -45,7 +45,8 @@ char* putLarge(char* at, std::uint64_t value) {
     if (value < tenTo16) {
         const __m128i text = textOf(sixteenDigits(value / tenTo8, value % tenTo8));
         const auto first = static_cast<std::uint64_t>(_mm_cvtsi128_si64(text));
-        store(at, first >> 8 * (16 - count));
+        const int zeros = (16 - count) & 7; // 7 at most: there are more than eight digits
+        store(at, first >> 8 * zeros);
         _mm_storel_epi64(reinterpret_cast<__m128i*>(end - 8), _mm_unpackhi_epi64(text, text));
     } else {
         const std::uint64_t above = value / tenTo16;
@@ -151,13 +152,13 @@ char* putFinite(char* at, double value) {
         return at + count + 1;
     }
     if (-mostLeadingZeros <= point && point <= 0) { // 0.00123
-        std::memcpy(at, "0.000000", 8);
+        putWord(at, "0.000000");
         text.storeAll(at + 2 - point);
         return at + 2 - point + count;
     }
     if (0 < point && point <= longestInteger) { // 12300.0
         text.storeAll(at);
-        std::memcpy(at + 17, "0000", 4);
+        putWord(at + 17, "0000");
         return putWord(at + point, ".0");
     }
     text.storeAround(at, 1); // 1e30, 1.23e30
