@@ -63,14 +63,15 @@ char* putLarge(char* at, std::uint64_t value) {
 char* putInteger(char* at, std::uint64_t value) {
     if (value < 10'000) {
         const std::uint32_t digits = fourDigits(static_cast<std::uint32_t>(value));
-        constexpr std::uint32_t lastDigit = std::uint32_t{1} << 24U; // stays where all are 0
-        const int zeros = std::countr_zero(digits | lastDigit) / 8;
+        constexpr std::uint32_t last = std::uint32_t{1} << 24U; // stays where all are 0
+        const int zeros = std::countr_zero(digits | last) / 8;
         store(at, textOf(digits) >> 8 * zeros);
         return at + 4 - zeros;
     }
     if (value < tenTo8) {
         const std::uint64_t digits = eightDigits(value);
-        const int zeros = std::countr_zero(digits) / 8;
+        constexpr std::uint64_t last = std::uint64_t{1} << 56U;
+        const int zeros = std::countr_zero(digits | last) / 8;
         store(at, textOf(digits) >> 8 * zeros);
         return at + 8 - zeros;
     }
