@@ -5,9 +5,31 @@
 #include "document/container.hpp"
 #include "platform/json_core.hpp"
 
+#include <cstdint>
 #include <cstring>
 
 namespace ostra::io::json::tree {
+
+/// Whether two strings of `length` bytes are equal: `memcmp` without the call, for keys are short.
+inline bool sameBytes(const char* a, const char* b, std::size_t length) {
+    const auto same = [&]<class Word>(Word left, std::size_t at) {
+        Word right = left;
+        std::memcpy(&left, a + at, sizeof left);
+        std::memcpy(&right, b + at, sizeof right);
+        return left == right;
+    };
+    if (length > 2 * sizeof(std::uint64_t)) {
+        return std::memcmp(a, b, length) == 0;
+    }
+    if (length >= sizeof(std::uint64_t)) { // two words, which may overlap
+        return same(std::uint64_t{}, 0) && same(std::uint64_t{}, length - sizeof(std::uint64_t));
+    }
+    if (length >= sizeof(std::uint32_t)) {
+        return same(std::uint32_t{}, 0) && same(std::uint32_t{}, length - sizeof(std::uint32_t));
+    }
+    return length == 0 ||
+           (a[0] == b[0] && a[length / 2] == b[length / 2] && a[length - 1] == b[length - 1]);
+}
 
 /// The value that one pointer token selects (RFC 6901, section 4).
 ///
@@ -24,7 +46,7 @@ inline rapidjson::Value* childByToken(rapidjson::Value& value,
             // Not FindMember: it measures the key again, up to a NUL.
             rapidjson::Value::Member& member = memberAt(value, i);
             if (member.name.GetStringLength() == token.length &&
-                std::memcmp(member.name.GetString(), token.name, token.length) == 0) {
+                sameBytes(member.name.GetString(), token.name, token.length)) {
                 return &member.value;
             }
         }

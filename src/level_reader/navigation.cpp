@@ -8,7 +8,6 @@
 #include <ostra/io/json/tree/level_reader.hpp>
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <string_view>
 
@@ -24,7 +23,7 @@ struct Visit {
 
 bool hasKey(const rapidjson::Value::Member& member, std::string_view name) {
     return member.name.GetStringLength() == name.size() &&
-           std::memcmp(member.name.GetString(), name.data(), name.size()) == 0;
+           sameBytes(member.name.GetString(), name.data(), name.size());
 }
 
 /// @return the value of the first member of `object` with this key, null if there is none.
