@@ -128,19 +128,10 @@ void compareFlattening(const NodeVector& nodes, const char* selector) {
     side(name + "/serial", [&nodes, selector] { return serialFlattening(nodes.nodes, selector); });
 }
 
-/// Small arrays, grown from 2 to 4 elements; a fresh document each time, made outside the clock.
-void compareResizing() {
-    const auto fresh = [] {
-        const auto dom = bench::tree::make_dom_ptr();
-        dom->document.SetArray();
-        for (std::size_t i = 0; i < recordCount; ++i) {
-            Value array(rapidjson::kArrayType);
-            array.PushBack(1, dom->document.GetAllocator());
-            array.PushBack(2, dom->document.GetAllocator());
-            dom->document.PushBack(array, dom->document.GetAllocator());
-        }
-        return NodeVector(dom, {&dom->document}).get_children();
-    };
+/// Resizing arrays; a fresh document each time, made outside the clock.
+/// @param fresh  makes the arrays.
+template <class Fresh>
+void compareResizing(const std::string& name, const Fresh& fresh) {
     const auto library = [](NodeVector& nodes) { nodes.set_number_of_children(4); };
     const auto loop = [](NodeVector& nodes) {
         auto& pool = nodes.dom->document.GetAllocator();
@@ -156,8 +147,21 @@ void compareResizing() {
     library(a);
     loop(b);
     require(a.dom->document == b.dom->document, "set_number_of_children");
-    bench::freshSide("resizing/2 to 4 elements/library", fresh, library);
-    bench::freshSide("resizing/2 to 4 elements/serial", fresh, loop);
+    bench::freshSide("resizing/" + name + "/library", fresh, library);
+    bench::freshSide("resizing/" + name + "/serial", fresh, loop);
+}
+
+/// Arrays side by side, each with room for 16 elements.
+NodeVector arraysWithRoom() {
+    const auto dom = bench::tree::make_dom_ptr();
+    dom->document.SetArray();
+    for (std::size_t i = 0; i < recordCount; ++i) {
+        Value array(rapidjson::kArrayType);
+        array.PushBack(1, dom->document.GetAllocator());
+        array.PushBack(2, dom->document.GetAllocator());
+        dom->document.PushBack(array, dom->document.GetAllocator());
+    }
+    return NodeVector(dom, {&dom->document}).get_children();
 }
 
 } // namespace
@@ -176,6 +180,8 @@ int main(int argc, char** argv) {
         compareLookups(nodes, simdNodes, boostDocument.as_array(), selector);
     }
     compareFlattening(nodes, "/tags");
-    compareResizing();
+    compareResizing("arrays of 0 to 3 in records, to 4",
+                    [&text] { return bench::elementsOf(text).get_children("/tags").first; });
+    compareResizing("arrays of 2 with room for 16, to 4", arraysWithRoom);
     return bench::runSides(argc, argv);
 }
