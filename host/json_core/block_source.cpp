@@ -21,11 +21,18 @@ constexpr std::size_t smallestRest = std::size_t{64} << 10U;
 
 } // namespace
 
-BlockSource::BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t textSize)
-    : pool_(pool), nextSize_(std::min(valuesPerText * textSize + smallestBlock, largestBlock)) {}
+BlockSource::BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t textSize,
+                         Takers takers)
+    : pool_(pool), takers_(takers),
+      nextSize_(std::min(valuesPerText * textSize + smallestBlock, largestBlock)) {}
+
+std::unique_lock<std::mutex> BlockSource::lock() {
+    return takers_ == Takers::one ? std::unique_lock(mutex_, std::defer_lock)
+                                  : std::unique_lock(mutex_);
+}
 
 std::span<char> BlockSource::take(std::size_t size) {
-    const std::lock_guard lock(mutex_);
+    const std::unique_lock held = lock();
     for (Spare** link = &spare_; *link != nullptr; link = &(*link)->next) {
         Spare* const fitting = *link;
         if (fitting->size >= size) {
@@ -44,7 +51,7 @@ std::span<char> BlockSource::take(std::size_t size) {
 
 void BlockSource::giveBack(std::span<char> unused) noexcept {
     if (unused.size() >= smallestRest) {
-        const std::lock_guard lock(mutex_);
+        const std::unique_lock held = lock();
         spare_ = ::new (unused.data()) Spare{spare_, unused.size()};
     }
 }

@@ -20,12 +20,15 @@ inline constexpr std::size_t valuesPerText = 3;
 /// 16 MiB. Large ones lie on huge pages: page faults were two thirds of the cost of building values
 /// before. What a taker leaves unused serves the next. The memory is released with the document.
 ///
-/// All operations may be called from several threads at once.
+/// All operations may be called from several threads at once, if that was announced.
 class __attribute__((visibility("hidden"))) BlockSource {
 public:
+    enum class Takers : bool { one, several };
+
     /// @param pool      the document's pool; must outlive the source, and be left alone meanwhile.
     /// @param textSize  bytes of JSON text to come, a measure of the storage needed.
-    BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t textSize);
+    /// @param takers    on how many threads; a lock for one is an eighth of reading `[1]`.
+    BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t textSize, Takers takers);
 
     /// @return a block of at least `size` bytes, with any content, aligned for values.
     /// @throws std::bad_alloc  where memory is exhausted.
@@ -42,7 +45,10 @@ private:
         std::size_t size;
     };
 
+    std::unique_lock<std::mutex> lock();
+
     rapidjson::Document::AllocatorType& pool_;
+    const Takers takers_;
     std::mutex mutex_;
     std::size_t nextSize_;
     Spare* spare_ = nullptr;

@@ -73,8 +73,8 @@ class ChunkedReading {
 public:
     ChunkedReading(const Kind& kind, std::string_view text, std::size_t chunkSize,
                    rapidjson::Document::AllocatorType& pool)
-        : kind_(kind), text_(text), blocks_(pool, text.size()), values_(blocks_),
-          reader_(kind.reader(text, values_)) {
+        : kind_(kind), text_(text), blocks_(pool, text.size(), BlockSource::Takers::several),
+          values_(blocks_), reader_(kind.reader(text, values_)) {
         for (const std::size_t beginning : chunkBeginnings(text, chunkSize)) {
             chunks_.emplace_back(beginning);
         }
@@ -217,7 +217,7 @@ private:
 };
 
 bool readInOneGo(std::string_view text, rapidjson::Document& document) {
-    BlockSource blocks(document.GetAllocator(), text.size());
+    BlockSource blocks(document.GetAllocator(), text.size(), BlockSource::Takers::one);
     ValueBuilder values(blocks);
     StrictReader reader(text, values);
     // Most texts need no look at their UTF-8.
@@ -231,7 +231,7 @@ bool readInOneGo(std::string_view text, rapidjson::Document& document) {
 } // namespace
 
 bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Document& document) {
-    if (text.size() / chunkSize < 2) {
+    if (text.size() < chunkSize || text.size() - chunkSize < chunkSize) {
         return readInOneGo(text, document);
     }
     try {
