@@ -2,7 +2,10 @@
 
 #include "base/huge_pages.hpp"
 
+#include <pthread.h>
+
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -16,41 +19,65 @@ using rapidjson::Value;
 
 constexpr std::size_t largestKept = (std::size_t{1} << 20U) / sizeof(Value) - ValueStack::margin;
 
-/// The memory that a thread keeps. Without a destructor, for those that read at the very end of it.
+/// The memory that a thread keeps.
 struct Kept {
-    Value* values = nullptr;
-    std::size_t capacity = 0;
-    bool ended = false;
+    Value* values;
+    std::size_t capacity;
+    enum class State : std::uint8_t { fresh, toBeFreed, ended } state;
 };
 
-constinit thread_local Kept kept; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+// Where a library is loaded late, other models allocate a thread's variables when it first asks for
+// them, and end the process where there is no memory.
+[[gnu::tls_model("initial-exec")]] constinit thread_local Kept kept{};
 
-struct AtThreadEnd {
-    AtThreadEnd() = default;
-    AtThreadEnd(const AtThreadEnd&) = delete;
-    AtThreadEnd& operator=(const AtThreadEnd&) = delete;
-    ~AtThreadEnd() {
-        std::free(kept.values);
-        kept = {.values = nullptr, .capacity = 0, .ended = true};
+/// Frees what a thread has kept when it ends. A destructor of `kept` would do the same; but the C
+/// library ends the process where it has no memory to note it down.
+class ThreadEnds {
+public:
+    ThreadEnds() noexcept : works_(::pthread_key_create(&key_, &freeKept) == 0) {}
+    ~ThreadEnds() {
+        if (works_) {
+            ::pthread_key_delete(key_);
+        }
     }
+    ThreadEnds(const ThreadEnds&) = delete;
+    ThreadEnds& operator=(const ThreadEnds&) = delete;
+
+    /// @return whether this thread's `kept` will be freed.
+    bool announce() const noexcept { return works_ && ::pthread_setspecific(key_, &kept) == 0; }
+
+private:
+    static void freeKept(void* ofThread) {
+        auto& gone = *static_cast<Kept*>(ofThread);
+        std::free(gone.values);
+        gone = {.values = nullptr, .capacity = 0, .state = Kept::State::ended};
+    }
+
+    ::pthread_key_t key_{};
+    bool works_;
 };
+
+const ThreadEnds threadEnds;
 
 /// Keeps the larger one of this and what is kept already; frees the other.
 void keep(Value* values, std::size_t capacity) noexcept {
-    if (capacity > kept.capacity && capacity <= largestKept && !kept.ended) {
-        const thread_local AtThreadEnd freed;
-        std::swap(kept.values, values);
-        kept.capacity = capacity;
+    if (capacity > kept.capacity && capacity <= largestKept) {
+        if (kept.state == Kept::State::fresh && threadEnds.announce()) {
+            kept.state = Kept::State::toBeFreed;
+        }
+        if (kept.state == Kept::State::toBeFreed) {
+            std::swap(kept.values, values);
+            kept.capacity = capacity;
+        }
     }
     std::free(values);
 }
 
 } // namespace
 
-ValueStack::ValueStack() noexcept : top(kept.values), begin_(top), end_(top + kept.capacity) {
-    kept.values = nullptr;
-    kept.capacity = 0;
-}
+ValueStack::ValueStack() noexcept
+    : top(std::exchange(kept.values, nullptr)), begin_(top),
+      end_(begin_ + std::exchange(kept.capacity, 0)) {}
 
 ValueStack::~ValueStack() {
     keep(begin_, static_cast<std::size_t>(end_ - begin_));
