@@ -1,13 +1,11 @@
 #include "strict_reader.hpp"
 
-#include "token_scan.hpp"
+#include "open_container.hpp"
 #include "utf8.hpp"
 #include "white_space.hpp"
 
 #include <algorithm>
-#include <array>
-#include <bit>
-#include <type_traits>
+#include <cstring>
 
 namespace ostra::io::json::core {
 
@@ -15,74 +13,8 @@ namespace {
 
 using rapidjson::Value;
 
-/// What a container that is open has where its value will be. Read and written word by word: as a
-/// whole, the compiler passed it through vector registers, and each load waited for several stores.
-struct OpenContainer {
-    std::uint64_t link;       // distance to its parent in bytes, with the `Parent` in the last bits
-    std::uint64_t usualSpace; // of the parent
-    std::uint64_t position;   // of its bracket in the text
-};
-static_assert(sizeof(OpenContainer) == sizeof(Value));
-
-/// In what a container stands.
-enum Parent : std::uint64_t {
-    outermost = 0, // in nothing
-    inArray = 1,
-    inObject = 2,
-    unbegun = 3, // is an array itself whose begin was not read
-};
 /// In front of elements whose array the text had begun before, there is the place of that.
 constexpr std::size_t firstElement = 1;
-
-constexpr std::uint64_t parentBits = 3; // values are apart by multiples of 8 bytes
-
-OSTRA_INLINE std::uint64_t linkOf(const Value* place) {
-    return loadWord<std::uint64_t>(reinterpret_cast<const char*>(place) +
-                                   offsetof(OpenContainer, link));
-}
-
-OSTRA_INLINE std::size_t usualSpaceAround(const Value* place) {
-    return loadWord<std::uint64_t>(reinterpret_cast<const char*>(place) +
-                                   offsetof(OpenContainer, usualSpace));
-}
-
-OSTRA_INLINE std::size_t positionOfContainer(const Value* place) {
-    return loadWord<std::uint64_t>(reinterpret_cast<const char*>(place) +
-                                   offsetof(OpenContainer, position));
-}
-
-OSTRA_INLINE void storeContainer(Value* place, const OpenContainer& container) {
-    char* const to = reinterpret_cast<char*>(place);
-    std::memcpy(to, &container.link, sizeof container.link);
-    std::memcpy(to + 8, &container.usualSpace, sizeof container.usualSpace);
-    std::memcpy(to + 16, &container.position, sizeof container.position);
-}
-
-template <class Place>
-OSTRA_INLINE Place* parentOf(Place* place, std::uint64_t link) {
-    using Byte = std::conditional_t<std::is_const_v<Place>, const char, char>;
-    return reinterpret_cast<Place*>(reinterpret_cast<Byte*>(place) - (link & ~parentBits));
-}
-
-/// Moves the values behind an open container into storage of their own.
-OSTRA_INLINE void closeContainer(Value* container, const Value* top, ValueStorage& storage,
-                                 std::uint64_t word, std::size_t valuesEach) {
-    constexpr std::size_t few = 16 * sizeof(Value); // copied here at half the cost of a call
-    const auto size = static_cast<std::size_t>(reinterpret_cast<const char*>(top) -
-                                               reinterpret_cast<const char*>(container + 1));
-    if (size == 0) {
-        storeValue(container, std::uint64_t{0}, word);
-        return;
-    }
-    char* const values = storage.allocate(size);
-    if (size <= few) {
-        copyFewValues(values, container + 1, size);
-    } else {
-        std::memcpy(values, static_cast<const void*>(container + 1), size);
-    }
-    const auto count = static_cast<std::int64_t>(size / (valuesEach * sizeof(Value)));
-    storeValue(container, _mm_set1_epi64x(count), word | reinterpret_cast<std::uintptr_t>(values));
-}
 
 } // namespace
 
@@ -169,7 +101,8 @@ bool StrictReader::goToRoot() {
     if (!prepare()) {
         return false;
     }
-    at_ = skipSpace(at_ + mark, usualSpace_);
+    at_ += mark;
+    at_ = isSpace(*at_) ? skipLongSpace(at_) : at_;
     return true;
 }
 
@@ -190,6 +123,20 @@ const char* StrictReader::enterTail(const char* at) {
     limit_ = origin_; // the old one is elsewhere
     inTail_ = true;
     return origin_;
+}
+
+/// Skips white space of any length.
+const char* StrictReader::skipLongSpace(const char* at) {
+    for (;;) {
+        if (!inTail_ && end_ - at <= static_cast<std::ptrdiff_t>(scanAhead)) {
+            at = enterTail(at);
+        }
+        const std::uint32_t other = notSpace(at); // in the tail there are zeros at last
+        if (other != 0) {
+            return at + lowestBit(other);
+        }
+        at += sizeof(__m128i);
+    }
 }
 
 /// At a place that is not in front of the limit: looks whether reading may go on, and how far.
@@ -214,225 +161,6 @@ StrictReader::Stop StrictReader::lookAround(bool elementDue) {
     way = std::min(way, stopPosition_ - std::min(stopPosition_, position()));
     limit_ = at_ + way;
     return Stop::none;
-}
-
-// All states are labels of one long function, since what they share, the place in the text and on
-// the stack, stays in registers only so; and a state that knows what comes before it and behind it
-// is told by the branch predictor from all others.
-StrictReader::Stop StrictReader::run(Due due) {
-    const char* at = at_;
-    Value* top = stack_.top;
-    Value* container = stack_.begin() + container_;
-    std::size_t usualSpace = usualSpace_;
-    std::uint64_t link = 0;
-    __m128i seen = _mm_setzero_si128();
-
-    const auto suspend = [&]() __attribute__((always_inline)) {
-        at_ = at;
-        stack_.top = top;
-        container_ = static_cast<std::size_t>(container - stack_.begin());
-        usualSpace_ = usualSpace;
-        seen_ = _mm_or_si128(seen_, seen);
-    };
-    const auto mayGoOn = [&](bool elementDue, Stop& stop) __attribute__((always_inline)) {
-        suspend();
-        stop = lookAround(elementDue);
-        at = at_;
-        top = stack_.top;
-        container = stack_.begin() + container_;
-        return stop == Stop::none;
-    };
-    const auto open = [&](std::uint64_t parent) __attribute__((always_inline)) {
-        const auto distance = static_cast<std::uint64_t>(reinterpret_cast<char*>(top) -
-                                                         reinterpret_cast<char*>(container));
-        storeContainer(top, {distance | parent, usualSpace, positionOf(at)});
-        container = top++;
-        at = skipSpace(at + 1, usualSpace);
-    };
-    Stop stop = Stop::none;
-
-    switch (due) {
-    case Due::element:
-        goto element;
-    case Due::behindElement:
-        goto behindElement;
-    default:
-        break;
-    }
-
-    if (at >= limit_ && !mayGoOn(false, stop)) {
-        return stop;
-    }
-    container = top;
-    if (*at == '[') {
-        open(outermost);
-        goto arrayBegun;
-    }
-    if (*at == '{') {
-        open(outermost);
-        goto objectBegun;
-    }
-    return Stop::notStrict;
-
-arrayBegun:
-    if (*at == ']') {
-        goto endOfArray;
-    }
-
-element:
-    if (at >= limit_ && !mayGoOn(true, stop)) [[unlikely]] {
-        return stop;
-    }
-    if (mayBeginNumber(*at)) {
-        at = readNumber(at, top);
-        if (at == nullptr) [[unlikely]] {
-            return Stop::notStrict;
-        }
-        ++top;
-        goto behindElement;
-    }
-    switch (*at) {
-    case '"':
-        at = readString(at + 1, top, seen);
-        break;
-    case '{':
-        open(inArray);
-        goto objectBegun;
-    case '[':
-        open(inArray);
-        goto arrayBegun;
-    case 't':
-    case 'f':
-    case 'n':
-        at = readLiteral(at, top);
-        break;
-    default:
-        return Stop::notStrict;
-    }
-    if (at == nullptr) [[unlikely]] {
-        return Stop::notStrict;
-    }
-    ++top;
-
-behindElement:
-    if (*at != ',') {
-        if (*at != ']') {
-            std::size_t usualOutside = usualSpaceAround(container);
-            at = skipSpace(at, usualOutside);
-            if (*at == ',') {
-                goto commaInArray;
-            }
-            if (*at != ']') [[unlikely]] {
-                return Stop::notStrict;
-            }
-        }
-        goto endOfArray;
-    }
-commaInArray:
-    at = skipSpace(at + 1, usualSpace);
-    goto element;
-
-endOfArray:
-    link = linkOf(container);
-    usualSpace = usualSpaceAround(container);
-    if ((link & parentBits) == unbegun) [[unlikely]] {
-        suspend();
-        return Stop::atEnd;
-    }
-    closeContainer(container, top, storage_, base::RawValue::arrayWord, 1);
-    goto behindContainer;
-
-objectBegun:
-    if (*at == '}') {
-        goto endOfObject;
-    }
-
-key:
-    if (at >= limit_ && !mayGoOn(false, stop)) [[unlikely]] {
-        return stop;
-    }
-    if (*at != '"') [[unlikely]] {
-        return Stop::notStrict;
-    }
-    at = readString(at + 1, top, seen);
-    if (at == nullptr) [[unlikely]] {
-        return Stop::notStrict;
-    }
-    ++top;
-    if (*at != ':') [[unlikely]] {
-        std::size_t usual = 0;
-        at = skipSpace(at, usual);
-        if (*at != ':') {
-            return Stop::notStrict;
-        }
-    }
-    ++at;
-    if (static_cast<unsigned char>(*at) <= ' ') {
-        std::size_t usual = 0;
-        at = *at == ' ' && static_cast<unsigned char>(at[1]) > ' ' ? at + 1 : skipSpace(at, usual);
-    }
-    switch (*at) {
-    case '"':
-        at = readString(at + 1, top, seen);
-        break;
-    case '{':
-        open(inObject);
-        goto objectBegun;
-    case '[':
-        open(inObject);
-        goto arrayBegun;
-    case 't':
-    case 'f':
-    case 'n':
-        at = readLiteral(at, top);
-        break;
-    default:
-        at = readNumber(at, top);
-    }
-    if (at == nullptr) [[unlikely]] {
-        return Stop::notStrict;
-    }
-    ++top;
-
-behindMember:
-    if (*at != ',') {
-        if (*at != '}') {
-            std::size_t usualOutside = usualSpaceAround(container);
-            at = skipSpace(at, usualOutside);
-            if (*at == ',') {
-                goto commaInObject;
-            }
-            if (*at != '}') [[unlikely]] {
-                return Stop::notStrict;
-            }
-        }
-        goto endOfObject;
-    }
-commaInObject:
-    at = skipSpace(at + 1, usualSpace);
-    goto key;
-
-endOfObject:
-    link = linkOf(container);
-    usualSpace = usualSpaceAround(container);
-    closeContainer(container, top, storage_, base::RawValue::objectWord, 2);
-
-behindContainer:
-    ++at;
-    top = container + 1;
-    container = parentOf(container, link);
-    if ((link & parentBits) == outermost) [[unlikely]] {
-        suspend();
-        due_ = Due::nothing;
-        return Stop::atEnd;
-    }
-    if (at >= limit_ && !mayGoOn(false, stop)) [[unlikely]] {
-        return stop;
-    }
-    if ((link & parentBits) == inArray) {
-        goto behindElement;
-    }
-    goto behindMember;
 }
 
 } // namespace ostra::io::json::core

@@ -69,8 +69,10 @@ private:
     /// What stops the machine.
     enum class Stop : std::uint8_t { none, atLimit, atEnd, notStrict };
 
-    // strict_reader.cpp
+    // strict_machine.cpp
     Stop run(Due due);
+
+    // strict_reader.cpp
     [[gnu::noinline]] Stop lookAround(bool elementDue);
     bool prepare();
     bool goToRoot();
@@ -80,9 +82,13 @@ private:
         return static_cast<std::size_t>(at - origin_) + originPosition_;
     }
 
-    // token_reader.cpp: tokens of any length
     [[gnu::noinline]] const char* skipLongSpace(const char* at);
+
+    // string_reader.cpp
     [[gnu::noinline]] const char* readLongString(const char* at, rapidjson::Value* value);
+    bool makeRoomForString(const char* at, char*& to);
+
+    // number_reader.cpp
     [[gnu::noinline]] const char* readWideNumber(const char* number, rapidjson::Value* value);
     [[gnu::noinline]] const char* readFraction(const char* at, const char* number,
                                                std::uint64_t magnitude, rapidjson::Value* value);
@@ -90,7 +96,6 @@ private:
                                                std::uint64_t magnitude, std::size_t fractionDigits,
                                                rapidjson::Value* value);
     [[gnu::noinline]] const char* readLongNumber(const char* number, rapidjson::Value* value);
-    bool makeRoomForString(const char* at, char*& to);
 
     // token_scan.hpp: tokens that are short, to be inlined
     const char* skipSpace(const char* at, std::size_t& usual);

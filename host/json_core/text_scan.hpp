@@ -19,39 +19,40 @@ namespace ostra::io::json::core {
 /// end of the text.
 inline constexpr std::size_t scanAhead = 256;
 
-#define OSTRA_INLINE [[gnu::always_inline]] inline
-
 // Words
 
 template <class Word>
-OSTRA_INLINE Word loadWord(const void* from) {
+[[gnu::always_inline]] inline Word loadWord(const void* from) {
     Word word;
     std::memcpy(&word, from, sizeof word);
     return word;
 }
 
-OSTRA_INLINE __m128i loadVector(const void* from) {
+[[gnu::always_inline]] inline __m128i loadVector(const void* from) {
     return _mm_loadu_si128(static_cast<const __m128i*>(from));
 }
 
 /// @param bits  not 0, which `std::countr_zero` would look for.
-OSTRA_INLINE std::size_t lowestBit(std::uint32_t bits) {
+[[gnu::always_inline]] inline std::size_t lowestBit(std::uint32_t bits) {
     return static_cast<std::size_t>(__builtin_ctz(bits));
 }
 
 /// Writes a value as 16 + 8 bytes. Values are copied in the same pieces when their container ends:
 /// a load that spans two stores just made waits for both to leave the store buffer.
-OSTRA_INLINE void storeValue(rapidjson::Value* value, __m128i first, std::uint64_t last) {
+[[gnu::always_inline]] inline void storeValue(rapidjson::Value* value, __m128i first,
+                                              std::uint64_t last) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(value), first);
     std::memcpy(reinterpret_cast<char*>(value) + 16, &last, sizeof last);
 }
 
-OSTRA_INLINE void storeValue(rapidjson::Value* value, std::uint64_t first, std::uint64_t last) {
+[[gnu::always_inline]] inline void storeValue(rapidjson::Value* value, std::uint64_t first,
+                                              std::uint64_t last) {
     storeValue(value, _mm_cvtsi64_si128(static_cast<std::int64_t>(first)), last);
 }
 
 /// Copies values; may write up to 7 values behind them.
-OSTRA_INLINE void copyFewValues(char* to, const rapidjson::Value* from, std::size_t size) {
+[[gnu::always_inline]] inline void copyFewValues(char* to, const rapidjson::Value* from,
+                                                 std::size_t size) {
     const char* source = reinterpret_cast<const char*>(from);
     for (char* const end = to + size; to < end; to += 24, source += 24) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(to), loadVector(source));
@@ -62,7 +63,7 @@ OSTRA_INLINE void copyFewValues(char* to, const rapidjson::Value* from, std::siz
 // White space
 
 /// @return a bit for each of the 16 bytes that is no white space.
-OSTRA_INLINE std::uint32_t notSpace(const char* at) {
+[[gnu::always_inline]] inline std::uint32_t notSpace(const char* at) {
     const __m128i block = loadVector(at);
     const __m128i space = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8(' ')),
                                                     _mm_cmpeq_epi8(block, _mm_set1_epi8('\n'))),
@@ -72,7 +73,7 @@ OSTRA_INLINE std::uint32_t notSpace(const char* at) {
 }
 
 /// Hides from the compiler what is known of a number.
-OSTRA_INLINE std::size_t anyNumber(std::size_t number) {
+[[gnu::always_inline]] inline std::size_t anyNumber(std::size_t number) {
     asm("" : "+r"(number));
     return number;
 }
@@ -80,7 +81,7 @@ OSTRA_INLINE std::size_t anyNumber(std::size_t number) {
 // Strings
 
 /// @return a bit for each of the 16 bytes that may not stand in a string as it is.
-OSTRA_INLINE std::uint32_t specialInString(__m128i block) {
+[[gnu::always_inline]] inline std::uint32_t specialInString(__m128i block) {
     const __m128i lastControl = _mm_set1_epi8(0x1F);
     const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl);
     const __m128i quote = _mm_cmpeq_epi8(block, _mm_set1_epi8('"'));
@@ -94,7 +95,8 @@ alignas(32) constexpr unsigned char wantedBytes[32] = {
     0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0};
 
 /// Writes an inline string of up to 15 bytes, those at the start of `block`.
-OSTRA_INLINE void storeShortString(rapidjson::Value* value, __m128i block, std::size_t length) {
+[[gnu::always_inline]] inline void storeShortString(rapidjson::Value* value, __m128i block,
+                                                    std::size_t length) {
     storeValue(value, _mm_and_si128(block, loadVector(wantedBytes + 16 - length)),
                base::RawValue::inlineWord(length));
 }
@@ -102,16 +104,16 @@ OSTRA_INLINE void storeShortString(rapidjson::Value* value, __m128i block, std::
 // Numbers
 
 /// @return the value of a digit; above 9 for all else.
-OSTRA_INLINE unsigned digitAt(const char* at) {
+[[gnu::always_inline]] inline unsigned digitAt(const char* at) {
     return static_cast<unsigned char>(*at) - unsigned{'0'};
 }
 
 /// True for digits and '-', and for two characters that make no value.
-OSTRA_INLINE bool mayBeginNumber(char c) {
+[[gnu::always_inline]] inline bool mayBeginNumber(char c) {
     return static_cast<unsigned char>(c - '-') <= '9' - '-';
 }
 
-OSTRA_INLINE bool isExponentMark(char c) {
+[[gnu::always_inline]] inline bool isExponentMark(char c) {
     return (c | 0x20) == 'e';
 }
 
@@ -124,7 +126,7 @@ struct Digits {
     std::size_t count;
 };
 
-OSTRA_INLINE Digits loadDigits(const char* at) {
+[[gnu::always_inline]] inline Digits loadDigits(const char* at) {
     const __m128i values =
         _mm_xor_si128(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(at)), _mm_set1_epi8('0'));
     const __m128i other = _mm_cmpeq_epi8(_mm_max_epu8(values, _mm_set1_epi8(10)), values);
@@ -134,7 +136,7 @@ OSTRA_INLINE Digits loadDigits(const char* at) {
 }
 
 /// @return the number that the digits make.
-OSTRA_INLINE std::uint64_t joinDigits(const Digits& digits) {
+[[gnu::always_inline]] inline std::uint64_t joinDigits(const Digits& digits) {
     const __m128i gap = _mm_cvtsi32_si128(64 - 8 * static_cast<int>(digits.count));
     const __m128i ones = _mm_unpacklo_epi8(_mm_sll_epi64(digits.values, gap), _mm_setzero_si128());
     const __m128i pairs = _mm_madd_epi16(ones, _mm_set1_epi32(1 << 16 | 10));
@@ -144,7 +146,8 @@ OSTRA_INLINE std::uint64_t joinDigits(const Digits& digits) {
     return (both & 0xFFFFFFFFU) * 10'000 + (both >> 32U);
 }
 
-OSTRA_INLINE void storeReal(rapidjson::Value* value, double magnitude, std::uint64_t negative) {
+[[gnu::always_inline]] inline void storeReal(rapidjson::Value* value, double magnitude,
+                                             std::uint64_t negative) {
     const __m128i sign = _mm_cvtsi64_si128(static_cast<std::int64_t>(negative << 63U));
     storeValue(value, _mm_or_si128(_mm_castpd_si128(_mm_set_sd(magnitude)), sign),
                base::RawValue::realWord);

@@ -14,7 +14,8 @@
 namespace ostra::io::json::core {
 
 /// @param usual  how many bytes of white space there were last time; kept up to date.
-OSTRA_INLINE const char* StrictReader::skipSpace(const char* at, std::size_t& usual) {
+[[gnu::always_inline]] inline const char* StrictReader::skipSpace(const char* at,
+                                                                  std::size_t& usual) {
     if (static_cast<unsigned char>(*at) > ' ') {
         return at;
     }
@@ -37,8 +38,8 @@ OSTRA_INLINE const char* StrictReader::skipSpace(const char* at, std::size_t& us
 
 /// @param at    behind the opening quote.
 /// @param seen  takes up the bits of what is read, and of a little more.
-OSTRA_INLINE const char* StrictReader::readString(const char* at, rapidjson::Value* value,
-                                                  __m128i& seen) {
+[[gnu::always_inline]] inline const char*
+StrictReader::readString(const char* at, rapidjson::Value* value, __m128i& seen) {
     const __m128i block = loadVector(at);
     seen = _mm_or_si128(seen, block);
     const auto mask = [](__m128i bytes) {
@@ -57,7 +58,8 @@ OSTRA_INLINE const char* StrictReader::readString(const char* at, rapidjson::Val
     return readLongString(at, value);
 }
 
-OSTRA_INLINE const char* StrictReader::readLiteral(const char* at, rapidjson::Value* value) {
+[[gnu::always_inline]] inline const char* StrictReader::readLiteral(const char* at,
+                                                                    rapidjson::Value* value) {
     const auto word = [](const char(&text)[5]) {
         return std::bit_cast<std::uint32_t>(std::array{text[0], text[1], text[2], text[3]});
     };
@@ -78,7 +80,8 @@ OSTRA_INLINE const char* StrictReader::readLiteral(const char* at, rapidjson::Va
 }
 
 /// Numbers of up to nine digits in front of the point and seven behind it, without an exponent.
-OSTRA_INLINE const char* StrictReader::readNumber(const char* at, rapidjson::Value* value) {
+[[gnu::always_inline]] inline const char* StrictReader::readNumber(const char* at,
+                                                                   rapidjson::Value* value) {
     const char* const number = at;
     const std::uint64_t negative = *at == '-' ? 1 : 0;
     at += negative;

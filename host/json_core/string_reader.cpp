@@ -1,13 +1,10 @@
-/// The strict reader's ways through tokens of any length, with a look at the end of the text.
+/// The strict reader's way through strings of any length, with escapes.
 
-#include "decimal.hpp"
-#include "number_text.hpp"
 #include "strict_reader.hpp"
 #include "text_scan.hpp"
 
 #include <algorithm>
-#include <charconv>
-#include <optional>
+#include <array>
 
 namespace ostra::io::json::core {
 
@@ -49,7 +46,7 @@ constexpr std::array<std::int8_t, 256> hexDigits = [] {
 }();
 
 /// @return the number of four hexadecimal digits; negative where they are no such.
-OSTRA_INLINE int hexUnit(const char* at) {
+[[gnu::always_inline]] inline int hexUnit(const char* at) {
     const auto digit = [at](std::size_t i) {
         return int{hexDigits[static_cast<unsigned char>(at[i])]};
     };
@@ -58,7 +55,7 @@ OSTRA_INLINE int hexUnit(const char* at) {
 
 /// Writes a code point above U+007F, no surrogate; touches four bytes.
 /// @return behind it.
-OSTRA_INLINE char* writeUtf8(char* to, unsigned codePoint) {
+[[gnu::always_inline]] inline char* writeUtf8(char* to, unsigned codePoint) {
     const auto tail = [codePoint](unsigned shift) {
         return 0x80U | ((codePoint >> shift) & 0x3FU);
     };
@@ -77,7 +74,7 @@ OSTRA_INLINE char* writeUtf8(char* to, unsigned codePoint) {
 
 /// Reads the escape at `at`, at most 12 bytes of text, into at most as many.
 /// @return behind it, null where it is none.
-OSTRA_INLINE const char* readEscape(const char* at, char*& to) {
+[[gnu::always_inline]] inline const char* readEscape(const char* at, char*& to) {
     if (at[1] != 'u') {
         const char character = simpleEscapes[static_cast<unsigned char>(at[1])];
         *to++ = character;
@@ -141,50 +138,7 @@ void finishString(rapidjson::Value* value, ValueStorage& storage, const char* en
     }
 }
 
-/// @return where digits end that begin at `at`.
-const char* skipDigits(const char* at, const char* end) {
-    return std::find_if(at, end, [](char c) { return c < '0' || c > '9'; });
-}
-
-/// @return where the number ends that begins at `at`, null where it is none by JSON's grammar.
-const char* findNumberEnd(const char* at, const char* end, bool& isInteger) {
-    at += *at == '-' ? 1 : 0;
-    const char* const digits = at;
-    at = skipDigits(at, end);
-    bool right = at != digits && (*digits != '0' || at - digits == 1);
-    isInteger = true;
-    if (at != end && *at == '.') {
-        const char* const fraction = at + 1;
-        at = skipDigits(fraction, end);
-        right = right && at != fraction;
-        isInteger = false;
-    }
-    if (at != end && (*at == 'e' || *at == 'E')) {
-        ++at;
-        at += at != end && (*at == '+' || *at == '-') ? 1 : 0;
-        const char* const exponent = at;
-        at = skipDigits(exponent, end);
-        right = right && at != exponent;
-        isInteger = false;
-    }
-    return right ? at : nullptr;
-}
-
 } // namespace
-
-/// Goes on with white space that is at least as long as has been skipped.
-const char* StrictReader::skipLongSpace(const char* at) {
-    for (;;) {
-        if (!inTail_ && end_ - at <= static_cast<std::ptrdiff_t>(scanAhead)) {
-            at = enterTail(at);
-        }
-        const std::uint32_t other = notSpace(at); // in the tail there are zeros at last
-        if (other != 0) {
-            return at + lowestBit(other);
-        }
-        at += vectorSize;
-    }
-}
 
 /// @param at  behind the opening quote.
 const char* StrictReader::readLongString(const char* at, rapidjson::Value* value) {
@@ -250,109 +204,6 @@ bool StrictReader::makeRoomForString(const char* at, char*& to) {
     std::copy_n(begin, done, storage_.free());
     to = storage_.free() + done;
     return stringEnd != end_;
-}
-
-/// A number that begins like one, of up to 19 digits as a rule.
-const char* StrictReader::readWideNumber(const char* number, rapidjson::Value* value) {
-    constexpr std::size_t mostDigits = 19; // never more than 64 bits
-    const std::uint64_t negative = *number == '-' ? 1 : 0;
-    const char* const digits = number + negative;
-    const char* at = digits;
-    std::uint64_t magnitude = 0;
-    for (unsigned digit = digitAt(at); digit <= 9; digit = digitAt(++at)) {
-        magnitude = magnitude * 10 + digit;
-    }
-    const auto count = static_cast<std::size_t>(at - digits);
-    if (count > mostDigits) {
-        return readLongNumber(number, value);
-    }
-    if (*at == '.' || isExponentMark(*at)) {
-        return readFraction(at, number, magnitude, value);
-    }
-    if (negative != 0 && magnitude > std::uint64_t{1} << 63U) {
-        return readLongNumber(number, value);
-    }
-    storeValue(value, (magnitude ^ (0 - negative)) + negative,
-               base::RawValue::integerWord(magnitude, negative != 0));
-    return at;
-}
-
-/// The rest of a number, from the point or the exponent that is at `at` on.
-/// @param magnitude  of the digits in front, at most 19.
-const char* StrictReader::readFraction(const char* at, const char* number, std::uint64_t magnitude,
-                                       rapidjson::Value* value) {
-    std::size_t fractionDigits = 0;
-    if (*at == '.') {
-        const char* const fraction = ++at;
-        Digits digits = loadDigits(at);
-        if (digits.count == 0) {
-            return nullptr;
-        }
-        for (int eights = 0; digits.count == 8 && eights < 2; ++eights) {
-            magnitude = magnitude * powersOfTen[8] + joinDigits(digits);
-            at += digits.count;
-            digits = loadDigits(at);
-        }
-        magnitude = magnitude * powersOfTen[digits.count] + joinDigits(digits);
-        at += digits.count;
-        fractionDigits = static_cast<std::size_t>(at - fraction);
-        constexpr std::ptrdiff_t mostDigits = 19;
-        if (at - number > mostDigits + 1 + (*number == '-' ? 1 : 0)) {
-            return readLongNumber(number, value);
-        }
-    }
-    return readExponent(at, number, magnitude, fractionDigits, value);
-}
-
-/// The rest of a number, from the exponent on that may be at `at`.
-/// @param magnitude  of all digits in front, at most 19.
-const char* StrictReader::readExponent(const char* at, const char* number, std::uint64_t magnitude,
-                                       std::size_t fractionDigits, rapidjson::Value* value) {
-    auto exponent = -static_cast<std::int64_t>(fractionDigits);
-    if (isExponentMark(*at)) {
-        ++at;
-        const bool minus = *at == '-';
-        at += minus || *at == '+' ? 1 : 0;
-        const char* const begin = at;
-        std::uint64_t written = 0;
-        for (unsigned digit = digitAt(at); digit <= 9; digit = digitAt(++at)) {
-            written = written * 10 + digit;
-        }
-        constexpr std::ptrdiff_t usual = 5;
-        if (at == begin || at - begin > usual) {
-            return readLongNumber(number, value);
-        }
-        exponent += static_cast<std::int64_t>(minus ? 0 - written : written);
-    }
-    const std::uint64_t bits = nearestDoubleBits(magnitude, exponent);
-    if (bits >= firstNonFinite) {
-        return readLongNumber(number, value);
-    }
-    storeValue(value, bits | std::uint64_t{*number == '-'} << 63U, base::RawValue::realWord);
-    return at;
-}
-
-/// A number that no 64-bit integer holds the digits of, or that has no usual exponent; at `number`.
-const char* StrictReader::readLongNumber(const char* number, rapidjson::Value* value) {
-    bool isInteger = false;
-    const char* const at = findNumberEnd(number, end_, isInteger);
-    if (at == nullptr) {
-        return nullptr;
-    }
-    std::int64_t whole = 0;
-    std::uint64_t natural = 0;
-    if (isInteger && std::from_chars(number, at, whole).ec == std::errc()) {
-        ::new (value) rapidjson::Value(whole);
-    } else if (isInteger && std::from_chars(number, at, natural).ec == std::errc()) {
-        ::new (value) rapidjson::Value(natural);
-    } else {
-        const auto nearest = nearestDouble({number, static_cast<std::size_t>(at - number)});
-        if (!nearest) {
-            return nullptr;
-        }
-        ::new (value) rapidjson::Value(*nearest);
-    }
-    return !inTail_ && end_ - at <= static_cast<std::ptrdiff_t>(scanAhead) ? enterTail(at) : at;
 }
 
 } // namespace ostra::io::json::core
