@@ -37,9 +37,10 @@ inline bool identical(const Value& first, const Value& second) {
             if (!equalBytes(a, b, 16)) { // the number of members, and the capacity
                 return false;
             }
-            for (std::size_t i = 0; i < a->MemberCount(); ++i) {
-                due.emplace_back(&a->MemberBegin()[i].name, &b->MemberBegin()[i].name);
-                due.emplace_back(&a->MemberBegin()[i].value, &b->MemberBegin()[i].value);
+            for (auto m = a->MemberBegin(), n = b->MemberBegin(); !(m == a->MemberEnd());
+                 ++m, ++n) {
+                due.emplace_back(&m->name, &n->name);
+                due.emplace_back(&m->value, &n->value);
             }
         } else if (a->IsString() && a->GetStringLength() > longestInline) {
             if (a->GetStringLength() != b->GetStringLength() ||
@@ -74,7 +75,7 @@ Outcome outcomeOf(const Read& read) {
     }
 }
 
-/// As the reader does that goes from byte to byte.
+/// By the reader that goes byte by byte.
 inline Outcome readPlainly(std::string_view text, const ReadOptions& options) {
     return outcomeOf([&] { return core::readPlainly(u"source", text, options, text.size() + 1); });
 }

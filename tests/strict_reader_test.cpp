@@ -90,8 +90,8 @@ TEST(StrictReader, OfTrapsWhereverTheyStand) {
     }
 }
 
-/// Tokens of all lengths around those of a vector register, of the part of the text that is copied,
-/// and of a block of storage.
+/// Tokens of all lengths around that of a vector register, of the copied end of the text, and of a
+/// block of storage.
 TEST(StrictReader, OfLongTokens) {
     std::vector<std::size_t> lengths = {200, 255, 256, 257, 2040, 2047, 2048, 2049, 70'000};
     for (std::size_t length = 0; length < 70; ++length) {
@@ -150,7 +150,7 @@ TEST(StrictReader, OfRandomNumbers) {
     expectTheSame(text + ']');
 }
 
-/// The stack of values stays with a thread; documents and threads that are large must not share it.
+/// Each thread keeps a stack of values between documents, small and large ones.
 TEST(StrictReader, OnThreadsThatEnd) {
     const std::string large = '[' + repeat("[1,2],", 60'000) + "3]";
     std::vector<std::jthread> threads;

@@ -20,14 +20,15 @@ inline constexpr std::size_t valuesPerText = 3;
 /// 16 MiB. Large ones lie on huge pages: page faults were two thirds of the cost of building values
 /// before. What a taker leaves unused serves the next. The memory is released with the document.
 ///
-/// All operations may be called from several threads at once, if that was announced.
+/// All operations are thread-safe if the source was made for several takers.
 class __attribute__((visibility("hidden"))) BlockSource {
 public:
     enum class Takers : bool { one, several };
 
     /// @param pool      the document's pool; must outlive the source, and be left alone meanwhile.
     /// @param textSize  bytes of JSON text to come, a measure of the storage needed.
-    /// @param takers    on how many threads; a lock for one is an eighth of reading `[1]`.
+    /// @param takers    whether several threads take blocks; locking for a single one would be an
+    ///                  eighth of the time for `[1]`.
     BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t textSize, Takers takers);
 
     /// @return a block of at least `size` bytes, with any content, aligned for values.
@@ -39,7 +40,7 @@ public:
     void giveBack(std::span<char> unused) noexcept;
 
 private:
-    /// A block that waits for a taker, linked where it lies: nothing is allocated for that.
+    /// A spare block, linked in place so that nothing need be allocated for the list.
     struct Spare {
         Spare* next;
         std::size_t size;

@@ -32,7 +32,7 @@ std::vector<std::size_t> chunkBeginnings(std::string_view text, std::size_t chun
     return beginnings;
 }
 
-/// How to make readers of the fast kind, which says no more of a text than that it is not for it.
+/// Reading with the fast reader, which only says whether it can read a text.
 struct Strict {
     using Reader = StrictReader;
 
@@ -45,7 +45,7 @@ struct Strict {
     }
 };
 
-/// How to make readers of the kind that reads all there is to read, and says why it does not.
+/// Reading with the reader that knows all options and reports every error.
 struct Plain {
     using Reader = TextReader;
 
@@ -67,7 +67,7 @@ struct Plain {
     const ReadJSONDocumentOptions& options;
 };
 
-/// One text being read by readers of one kind.
+/// One text being read, by readers of one kind.
 template <class Kind>
 class ChunkedReading {
 public:
@@ -220,7 +220,7 @@ bool readInOneGo(std::string_view text, rapidjson::Document& document) {
     BlockSource blocks(document.GetAllocator(), text.size(), BlockSource::Takers::one);
     ValueBuilder values(blocks);
     StrictReader reader(text, values);
-    // Most texts need no look at their UTF-8.
+    // ASCII, which most texts are, need not be validated.
     if (!reader.readAll() || (!reader.readOnlyAscii() && !isWellFormedUtf8(text))) {
         return false;
     }

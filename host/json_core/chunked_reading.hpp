@@ -26,14 +26,15 @@ namespace ostra::io::json::core {
 rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
                                  const ReadJSONDocumentOptions& options, std::size_t chunkSize);
 
-// The two ways that it tries, one after the other.
+// The two steps of `readInChunks`, for tests that compare them.
 
-/// Reads what is strict JSON with a container at its root.
-/// @return whether the text is; if not, the document is of no use.
-/// @throws std::bad_alloc  where memory is exhausted.
+/// Reads strict JSON with a container at its root.
+/// @return false for any other text; the document is useless then.
+/// @throws std::bad_alloc  if memory is exhausted.
 bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Document& document);
 
-/// Reads whatever the options allow, and says what it refuses.
+/// Reads any text that the options allow, and reports errors; the parameters and the result are
+/// those of `readInChunks`.
 rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_view text,
                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize);
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/// From the digits and the exponent of a decimal number to the nearest double.
+/// The double nearest to a decimal number whose digits have been scanned already.
 
 #include <fast_float/decimal_to_binary.h>
 
@@ -9,16 +9,17 @@
 
 namespace ostra::io::json::core {
 
-/// From 0 to here, doubles hold all integers.
+/// Doubles hold all integers from 0 to this one.
 inline constexpr std::uint64_t largestExact = std::uint64_t{1} << 53U;
 
-/// The first bits that are no finite double's.
+/// Lower bits are those of a finite double.
 inline constexpr std::uint64_t firstNonFinite = std::uint64_t{0x7FF} << 52U;
 
-// Both round `magnitude * 10^exponent` to the nearest double, ties to even. They return its bits;
-// `firstNonFinite` or more where it is beyond all doubles, or undecided.
+// Both round `magnitude * 10^exponent` to the nearest double, ties to even, and return its bits;
+// `firstNonFinite` or more if the result is not finite, or undecided.
 
-/// By the algorithm of Eisel and Lemire, which cannot decide one number in thousands of millions.
+/// By the algorithm of Eisel and Lemire (https://arxiv.org/abs/2101.11408), undecided only in
+/// extremely rare cases.
 [[gnu::always_inline]] inline std::uint64_t nearestByTable(std::uint64_t magnitude,
                                                            std::int64_t exponent) {
     const auto nearest =
@@ -28,7 +29,7 @@ inline constexpr std::uint64_t firstNonFinite = std::uint64_t{0x7FF} << 52U;
                : static_cast<std::uint64_t>(nearest.power2) << 52U | nearest.mantissa;
 }
 
-/// By one operation on two exact doubles, which IEEE 754 rounds correctly, where both are so.
+/// The same, but by one correctly rounded operation (IEEE 754) if both operands are exact doubles.
 [[gnu::always_inline]] inline std::uint64_t nearestDoubleBits(std::uint64_t magnitude,
                                                               std::int64_t exponent) {
     constexpr int largest = 22;

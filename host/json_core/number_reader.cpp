@@ -1,4 +1,4 @@
-/// The strict reader's way through numbers of any length, with exponents.
+/// Numbers of any length, with exponents, for the strict reader.
 
 #include "decimal.hpp"
 #include "number_text.hpp"
@@ -12,12 +12,12 @@ namespace ostra::io::json::core {
 
 namespace {
 
-/// @return where digits end that begin at `at`.
+/// @return the position after the digits at `at`.
 const char* skipDigits(const char* at, const char* end) {
     return std::find_if(at, end, [](char c) { return c < '0' || c > '9'; });
 }
 
-/// @return where the number ends that begins at `at`, null where it is none by JSON's grammar.
+/// @return the position after the number at `at`, null if it violates JSON's grammar.
 const char* findNumberEnd(const char* at, const char* end, bool& isInteger) {
     at += *at == '-' ? 1 : 0;
     const char* const digits = at;
@@ -43,7 +43,7 @@ const char* findNumberEnd(const char* at, const char* end, bool& isInteger) {
 
 } // namespace
 
-/// A number that begins like one, of up to 19 digits as a rule.
+/// A number with more than nine digits before the decimal point.
 const char* StrictReader::readWideNumber(const char* number, rapidjson::Value* value) {
     constexpr std::size_t mostDigits = 19; // never more than 64 bits
     const std::uint64_t negative = *number == '-' ? 1 : 0;
@@ -68,8 +68,8 @@ const char* StrictReader::readWideNumber(const char* number, rapidjson::Value* v
     return at;
 }
 
-/// The rest of a number, from the point or the exponent that is at `at` on.
-/// @param magnitude  of the digits in front, at most 19.
+/// The rest of a number from its decimal point or exponent on, which is at `at`.
+/// @param magnitude  the value of the digits before it, at most 19.
 const char* StrictReader::readFraction(const char* at, const char* number, std::uint64_t magnitude,
                                        rapidjson::Value* value) {
     std::size_t fractionDigits = 0;
@@ -95,8 +95,8 @@ const char* StrictReader::readFraction(const char* at, const char* number, std::
     return readExponent(at, number, magnitude, fractionDigits, value);
 }
 
-/// The rest of a number, from the exponent on that may be at `at`.
-/// @param magnitude  of all digits in front, at most 19.
+/// The rest of a number from its exponent on, which may be at `at`.
+/// @param magnitude  the value of all digits before it, at most 19.
 const char* StrictReader::readExponent(const char* at, const char* number, std::uint64_t magnitude,
                                        std::size_t fractionDigits, rapidjson::Value* value) {
     auto exponent = -static_cast<std::int64_t>(fractionDigits);
@@ -123,7 +123,8 @@ const char* StrictReader::readExponent(const char* at, const char* number, std::
     return at;
 }
 
-/// A number that no 64-bit integer holds the digits of, or that has no usual exponent; at `number`.
+/// The slow way, for numbers of more than 19 digits, out of range, with an unusual exponent, or
+/// undecided by the fast ones.
 const char* StrictReader::readLongNumber(const char* number, rapidjson::Value* value) {
     bool isInteger = false;
     const char* const at = findNumberEnd(number, end_, isInteger);

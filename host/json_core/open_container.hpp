@@ -1,6 +1,6 @@
 #pragma once
 
-/// Containers that the strict reader has not come to the end of.
+/// The containers that the strict reader is inside of.
 
 #include "text_scan.hpp"
 #include "value_storage.hpp"
@@ -12,23 +12,24 @@
 
 namespace ostra::io::json::core {
 
-/// What a container that is open has where its value will be. Read and written word by word: as a
-/// whole, the compiler passed it through vector registers, and each load waited for several stores.
+/// The content of an open container's slot on the stack. Loaded and stored word by word: as a whole
+/// struct GCC 12 moved it through vector registers and memory, and the failed store forwarding cost
+/// a fifth of the time on records.
 struct OpenContainer {
-    std::uint64_t link;       // distance to its parent in bytes, with the `Parent` in the last bits
+    std::uint64_t link;       // distance to the parent's slot in bytes, `Parent` in the low bits
     std::uint64_t usualSpace; // of the parent
     std::uint64_t position;   // of its bracket in the text
 };
 static_assert(sizeof(OpenContainer) == sizeof(rapidjson::Value));
 
-/// In what a container stands.
+/// What a container is nested in.
 enum Parent : std::uint64_t {
-    outermost = 0, // in nothing
+    outermost = 0, // nothing: it is the root
     inArray = 1,
     inObject = 2,
-    unbegun = 3, // is an array itself whose begin was not read
+    unbegun = 3, // unknown: the array's opening bracket was not read
 };
-inline constexpr std::uint64_t parentBits = 3; // values are apart by multiples of 8 bytes
+inline constexpr std::uint64_t parentBits = 3; // slots are multiples of 8 bytes apart
 
 [[gnu::always_inline]] inline std::uint64_t linkOf(const rapidjson::Value* place) {
     return loadWord<std::uint64_t>(reinterpret_cast<const char*>(place) +
@@ -59,13 +60,13 @@ template <class Place>
     return reinterpret_cast<Place*>(reinterpret_cast<Byte*>(place) - (link & ~parentBits));
 }
 
-/// Moves the values behind an open container into storage of their own.
+/// Moves the children of an open container into the storage and turns its slot into its value.
 [[gnu::always_inline]] inline void closeContainer(rapidjson::Value* container,
                                                   const rapidjson::Value* top,
                                                   ValueStorage& storage, std::uint64_t word,
                                                   std::size_t valuesEach) {
     constexpr std::size_t few =
-        16 * sizeof(rapidjson::Value); // copied here at half the cost of a call
+        16 * sizeof(rapidjson::Value); // copied inline at half the cost of a call
     const auto size = static_cast<std::size_t>(reinterpret_cast<const char*>(top) -
                                                reinterpret_cast<const char*>(container + 1));
     if (size == 0) {

@@ -7,9 +7,9 @@ namespace ostra::io::json::core {
 
 using rapidjson::Value;
 
-// All states are labels of one long function, since what they share, the place in the text and on
-// the stack, stays in registers only so; and a state that knows what comes before it and behind it
-// is told by the branch predictor from all others.
+// One long function whose states are labels, because only then do the position in the text and the
+// top of the stack stay in registers; and because separate copies of the same test in different
+// states are predicted separately.
 StrictReader::Stop StrictReader::run(Due due) {
     const char* at = at_;
     Value* top = stack_.top;

@@ -13,7 +13,8 @@ namespace {
 
 using rapidjson::Value;
 
-/// In front of elements whose array the text had begun before, there is the place of that.
+/// Elements read from the middle of a text stand behind a slot for their array, which began
+/// earlier.
 constexpr std::size_t firstElement = 1;
 
 } // namespace
@@ -77,12 +78,12 @@ Elements StrictReader::readElements(std::size_t limit) noexcept {
             open = parentOf(open, linkOf(open));
         }
         elements.count = static_cast<std::size_t>(firstBehind - stack_.begin()) - firstElement;
-    } catch (const std::exception&) { // see the contract
+    } catch (const std::exception&) { // never throws: see TextReader
     }
     return elements;
 }
 
-/// @return whether the text can be read without a look for its end at every byte.
+/// @return whether the text can be read without checking for its end at every byte.
 bool StrictReader::prepare() {
     if (textSize_ == 0) {
         return false;
@@ -91,7 +92,7 @@ bool StrictReader::prepare() {
         at_ = enterTail(at_);
         return true;
     }
-    // Digits are read one by one as long as there are any.
+    // Runs of digits are read up to the first other byte, which the text must therefore contain.
     return digitAt(end_ - 1) > 9;
 }
 
@@ -110,8 +111,8 @@ bool StrictReader::nothingFollows() const {
     return std::all_of(at_, end_, isSpace);
 }
 
-/// Goes on in a copy of the rest of the text, with zeros behind it.
-/// @param at  at most `tailCapacity` in front of the end.
+/// Switches to a copy of the rest of the text, padded with zeros.
+/// @param at  at most `tailCapacity` bytes before the end.
 /// @return the same place in the copy.
 const char* StrictReader::enterTail(const char* at) {
     const auto size = static_cast<std::size_t>(end_ - at);
@@ -131,7 +132,7 @@ const char* StrictReader::skipLongSpace(const char* at) {
         if (!inTail_ && end_ - at <= static_cast<std::ptrdiff_t>(scanAhead)) {
             at = enterTail(at);
         }
-        const std::uint32_t other = notSpace(at); // in the tail there are zeros at last
+        const std::uint32_t other = notSpace(at); // in the tail, the zeros stop it
         if (other != 0) {
             return at + lowestBit(other);
         }
@@ -139,7 +140,8 @@ const char* StrictReader::skipLongSpace(const char* at) {
     }
 }
 
-/// At a place that is not in front of the limit: looks whether reading may go on, and how far.
+/// Called at or past the limit: decides whether reading goes on, makes room on the stack, and sets
+/// the next limit.
 StrictReader::Stop StrictReader::lookAround(bool elementDue) {
     if (elementDue && position() >= stopPosition_) {
         due_ = Due::element;
@@ -151,13 +153,14 @@ StrictReader::Stop StrictReader::lookAround(bool elementDue) {
     if (at_ >= end_) {
         return Stop::notStrict;
     }
-    // Each value takes a byte at least; up to two are made behind the limit.
+    // Every value takes at least one byte of text, so the limit also guards the stack: no push
+    // needs a check of its own. Up to two values are pushed after the limit has been passed.
     constexpr std::size_t beyond = 2;
     constexpr std::size_t worthGrowing = 1024;
     const auto rest = static_cast<std::size_t>(end_ - at_);
     stack_.require(std::min(rest, worthGrowing) + beyond);
     std::size_t way = std::min(inTail_ ? rest : rest - scanAhead, stack_.room() - beyond);
-    // Behind the place to stop it goes from token to token, to the next element.
+    // Past the stop position every token comes here, until an array element is due.
     way = std::min(way, stopPosition_ - std::min(stopPosition_, position()));
     limit_ = at_ + way;
     return Stop::none;

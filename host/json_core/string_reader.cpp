@@ -1,4 +1,4 @@
-/// The strict reader's way through strings of any length, with escapes.
+/// Strings of any length, with escapes, for the strict reader.
 
 #include "strict_reader.hpp"
 #include "text_scan.hpp"
@@ -12,10 +12,10 @@ namespace {
 
 constexpr std::size_t vectorSize = sizeof(__m128i);
 
-/// More than a vector, an escape, and a zero.
+/// More than one step of the loop writes: a vector, an escape, and the final zero.
 constexpr std::ptrdiff_t longestStep = 32;
 
-/// @return what `\` and a character stand for, 0 where they are no such escape.
+/// What a backslash and a character stand for; 0 if they are not an escape.
 constexpr std::array<char, 256> simpleEscapes = [] {
     std::array<char, 256> result{};
     result['"'] = '"';
@@ -29,7 +29,7 @@ constexpr std::array<char, 256> simpleEscapes = [] {
     return result;
 }();
 
-/// The values of hexadecimal digits; negative for all else.
+/// The values of hexadecimal digits; negative for all other bytes.
 constexpr std::array<std::int8_t, 256> hexDigits = [] {
     std::array<std::int8_t, 256> result{};
     for (std::size_t c = 0; c < result.size(); ++c) {
@@ -45,7 +45,7 @@ constexpr std::array<std::int8_t, 256> hexDigits = [] {
     return result;
 }();
 
-/// @return the number of four hexadecimal digits; negative where they are no such.
+/// @return the value of four hexadecimal digits; negative if one of them is not.
 [[gnu::always_inline]] inline int hexUnit(const char* at) {
     const auto digit = [at](std::size_t i) {
         return int{hexDigits[static_cast<unsigned char>(at[i])]};
@@ -53,8 +53,8 @@ constexpr std::array<std::int8_t, 256> hexDigits = [] {
     return digit(0) << 12 | digit(1) << 8 | digit(2) << 4 | digit(3);
 }
 
-/// Writes a code point above U+007F, no surrogate; touches four bytes.
-/// @return behind it.
+/// Writes a code point above U+007F that is not a surrogate; may write up to four bytes.
+/// @return the position after it.
 [[gnu::always_inline]] inline char* writeUtf8(char* to, unsigned codePoint) {
     const auto tail = [codePoint](unsigned shift) {
         return 0x80U | ((codePoint >> shift) & 0x3FU);
@@ -72,8 +72,8 @@ constexpr std::array<std::int8_t, 256> hexDigits = [] {
     return write(0xF0U | codePoint >> 18U | tail(12) << 8U | tail(6) << 16U | tail(0) << 24U, 4);
 }
 
-/// Reads the escape at `at`, at most 12 bytes of text, into at most as many.
-/// @return behind it, null where it is none.
+/// Reads the escape at `at`, at most 12 bytes.
+/// @return the position after it, null if it is malformed.
 [[gnu::always_inline]] inline const char* readEscape(const char* at, char*& to) {
     if (at[1] != 'u') {
         const char character = simpleEscapes[static_cast<unsigned char>(at[1])];
@@ -99,8 +99,8 @@ constexpr std::array<std::int8_t, 256> hexDigits = [] {
     return at;
 }
 
-/// @param at  within a string, behind an escape or none.
-/// @return the quote that ends it, or a control character; `end` where there is neither.
+/// @param at  inside a string, not inside an escape.
+/// @return the quote that ends the string, or a control character; `end` if there is neither.
 const char* findStringEnd(const char* at, const char* end) {
     while (at < end) {
         if (end - at >= static_cast<std::ptrdiff_t>(vectorSize)) {
@@ -119,7 +119,7 @@ const char* findStringEnd(const char* at, const char* end) {
     return end;
 }
 
-/// Writes a string of any length that stands at the storage's free place.
+/// Makes a value of the string that lies in the free part of the storage, up to `end`.
 void finishString(rapidjson::Value* value, ValueStorage& storage, const char* end) {
     char* const copy = storage.free();
     const auto length = static_cast<std::size_t>(end - copy);
@@ -140,12 +140,13 @@ void finishString(rapidjson::Value* value, ValueStorage& storage, const char* en
 
 } // namespace
 
-/// @param at  behind the opening quote.
+/// @param at  after the opening quote.
 const char* StrictReader::readLongString(const char* at, rapidjson::Value* value) {
     char* to = storage_.free();
     __m128i seen = seen_;
     for (;;) {
-        // Up to here neither side comes to an end, whatever one step of the loop does.
+        // Before `stop`, one step of the loop can run into neither the end of the text nor that of
+        // the storage.
         const std::ptrdiff_t source = inTail_ ? end_ - at + 1 : end_ - at - longestStep;
         const std::ptrdiff_t room = storage_.free() + storage_.room() - to - longestStep;
         const char* const stop = at + std::min(source, room);
@@ -191,10 +192,10 @@ const char* StrictReader::readLongString(const char* at, rapidjson::Value* value
     }
 }
 
-/// Moves the string that is being written to a place where there is room for all of it.
-/// @param at  the text that is next.
-/// @param to  where it goes.
-/// @return whether the text has an end of it.
+/// Moves a partly written string to a block with room for all of it.
+/// @param at  the rest of the string in the text.
+/// @param to  where that goes; updated.
+/// @return false if the string has no end.
 bool StrictReader::makeRoomForString(const char* at, char*& to) {
     const char* const stringEnd = findStringEnd(at, end_);
     const char* const begin = storage_.free();

@@ -16,7 +16,8 @@
 
 namespace ostra::io::json::core {
 
-/// Reads one text and tells a builder what is in it.
+/// Reads one text and tells a builder what is in it, byte by byte. `StrictReader` is faster; this
+/// one reads everything that it leaves, and reports all errors.
 ///
 /// RapidJSON 1.1.0's own reader is no base for this: its number conversion is inexact, its mode for
 /// raw number text drops exponents and still refuses `0e400`, a NUL byte ends its input silently,

@@ -1,9 +1,7 @@
 #pragma once
 
-/// What the strict reader does at every byte: pieces of its state machine, to be inlined into it.
-///
-/// Each looks at a place in the text from which at least `scanAhead` bytes can be read, whatever
-/// they are, and none looks for the end of the text.
+/// The innermost steps of the strict reader, inlined into its state machine. They read up to 32
+/// bytes from the given position without checking for the end of the text.
 
 #include "base/raw_value.hpp"
 
@@ -15,8 +13,8 @@
 
 namespace ostra::io::json::core {
 
-/// How far from its start a token, with the white space around it, is read without a look at the
-/// end of the text.
+/// Bytes that must follow the start of a token: tokens up to this length, with the white space
+/// around them, are read without checking for the end of the text.
 inline constexpr std::size_t scanAhead = 256;
 
 // Words
@@ -32,13 +30,13 @@ template <class Word>
     return _mm_loadu_si128(static_cast<const __m128i*>(from));
 }
 
-/// @param bits  not 0, which `std::countr_zero` would look for.
+/// @param bits  not 0; `std::countr_zero` would spend instructions on that case.
 [[gnu::always_inline]] inline std::size_t lowestBit(std::uint32_t bits) {
     return static_cast<std::size_t>(__builtin_ctz(bits));
 }
 
-/// Writes a value as 16 + 8 bytes. Values are copied in the same pieces when their container ends:
-/// a load that spans two stores just made waits for both to leave the store buffer.
+/// Writes a value as 16 + 8 bytes. Closing a container copies it in the same pieces, because a load
+/// that spans two recent stores cannot be forwarded and stalls.
 [[gnu::always_inline]] inline void storeValue(rapidjson::Value* value, __m128i first,
                                               std::uint64_t last) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(value), first);
@@ -50,7 +48,7 @@ template <class Word>
     storeValue(value, _mm_cvtsi64_si128(static_cast<std::int64_t>(first)), last);
 }
 
-/// Copies values; may write up to 7 values behind them.
+/// Copies `size` bytes of values, without a call.
 [[gnu::always_inline]] inline void copyFewValues(char* to, const rapidjson::Value* from,
                                                  std::size_t size) {
     const char* source = reinterpret_cast<const char*>(from);
@@ -62,7 +60,7 @@ template <class Word>
 
 // White space
 
-/// @return a bit for each of the 16 bytes that is no white space.
+/// @return a bit for each of the 16 bytes that is not white space.
 [[gnu::always_inline]] inline std::uint32_t notSpace(const char* at) {
     const __m128i block = loadVector(at);
     const __m128i space = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8(' ')),
@@ -72,7 +70,7 @@ template <class Word>
     return static_cast<std::uint32_t>(_mm_movemask_epi8(space)) ^ 0xFFFFU;
 }
 
-/// Hides from the compiler what is known of a number.
+/// Hides a value from the optimiser.
 [[gnu::always_inline]] inline std::size_t anyNumber(std::size_t number) {
     asm("" : "+r"(number));
     return number;
@@ -94,7 +92,7 @@ alignas(32) constexpr unsigned char wantedBytes[32] = {
     0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
     0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0};
 
-/// Writes an inline string of up to 15 bytes, those at the start of `block`.
+/// Writes an inline string: the first `length` bytes of `block`, at most 15.
 [[gnu::always_inline]] inline void storeShortString(rapidjson::Value* value, __m128i block,
                                                     std::size_t length) {
     storeValue(value, _mm_and_si128(block, loadVector(wantedBytes + 16 - length)),
@@ -103,12 +101,12 @@ alignas(32) constexpr unsigned char wantedBytes[32] = {
 
 // Numbers
 
-/// @return the value of a digit; above 9 for all else.
+/// @return the value of a digit; above 9 for any other byte.
 [[gnu::always_inline]] inline unsigned digitAt(const char* at) {
     return static_cast<unsigned char>(*at) - unsigned{'0'};
 }
 
-/// True for digits and '-', and for two characters that make no value.
+/// True for digits and '-', also for '.' and '/', which `readNumber` refuses.
 [[gnu::always_inline]] inline bool mayBeginNumber(char c) {
     return static_cast<unsigned char>(c - '-') <= '9' - '-';
 }
@@ -120,7 +118,7 @@ alignas(32) constexpr unsigned char wantedBytes[32] = {
 constexpr std::uint64_t powersOfTen[] = {1,      10,      100,      1000,     10000,
                                          100000, 1000000, 10000000, 100000000};
 
-/// Up to eight digits at the start of eight bytes of text.
+/// The digits, up to eight, that eight bytes of text begin with.
 struct Digits {
     __m128i values; // in the lower half
     std::size_t count;
@@ -130,12 +128,12 @@ struct Digits {
     const __m128i values =
         _mm_xor_si128(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(at)), _mm_set1_epi8('0'));
     const __m128i other = _mm_cmpeq_epi8(_mm_max_epu8(values, _mm_set1_epi8(10)), values);
-    // There is no digit in the upper half.
+    // The upper half is zero in the text and therefore not a digit here.
     const auto mask = static_cast<std::uint32_t>(_mm_movemask_epi8(other));
     return {values, lowestBit(mask | 0x100U)};
 }
 
-/// @return the number that the digits make.
+/// @return the value of the digits, 0 if there are none.
 [[gnu::always_inline]] inline std::uint64_t joinDigits(const Digits& digits) {
     const __m128i gap = _mm_cvtsi32_si128(64 - 8 * static_cast<int>(digits.count));
     const __m128i ones = _mm_unpacklo_epi8(_mm_sll_epi64(digits.values, gap), _mm_setzero_si128());

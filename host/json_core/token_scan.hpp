@@ -1,9 +1,10 @@
 #pragma once
 
-/// The strict reader's ways through short tokens, to be inlined into its state machine.
+/// Short tokens of the strict reader, inlined into its state machine; everything else is passed on
+/// to functions in other files.
 ///
-/// All return where they stopped. Those of values return null where the token is not strict JSON,
-/// and write a value that is not on the stack yet.
+/// All return the position after the token. Those that read a value write it to a slot that is not
+/// yet on the stack, and return null if the token is not strict JSON.
 
 #include "decimal.hpp"
 #include "strict_reader.hpp"
@@ -13,7 +14,7 @@
 
 namespace ostra::io::json::core {
 
-/// @param usual  how many bytes of white space there were last time; kept up to date.
+/// @param usual  the length of the white space last skipped here; updated.
 [[gnu::always_inline]] inline const char* StrictReader::skipSpace(const char* at,
                                                                   std::size_t& usual) {
     if (static_cast<unsigned char>(*at) > ' ') {
@@ -27,8 +28,8 @@ namespace ostra::io::json::core {
         }
     }
     const auto count = lowestBit(other);
-    // Lines of one container are indented alike. As a branch, which is nearly always foretold, this
-    // lets the processor go on before it has counted: a quarter faster on indented text.
+    // The lines of a container are indented alike. A branch on that, which is nearly always
+    // predicted, lets the processor go on before the count is known: 20 to 28 % on indented text.
     if (anyNumber(usual) == count) [[likely]] {
         return at + usual;
     }
@@ -36,8 +37,8 @@ namespace ostra::io::json::core {
     return at + count;
 }
 
-/// @param at    behind the opening quote.
-/// @param seen  takes up the bits of what is read, and of a little more.
+/// @param at    after the opening quote.
+/// @param seen  the bytes of the string, and a few after it, are ORed into it.
 [[gnu::always_inline]] inline const char*
 StrictReader::readString(const char* at, rapidjson::Value* value, __m128i& seen) {
     const __m128i block = loadVector(at);
@@ -79,7 +80,7 @@ StrictReader::readString(const char* at, rapidjson::Value* value, __m128i& seen)
     return nullptr;
 }
 
-/// Numbers of up to nine digits in front of the point and seven behind it, without an exponent.
+/// Handles up to nine digits before the decimal point, and 19 or so in all, without an exponent.
 [[gnu::always_inline]] inline const char* StrictReader::readNumber(const char* at,
                                                                    rapidjson::Value* value) {
     const char* const number = at;
@@ -104,7 +105,7 @@ StrictReader::readString(const char* at, rapidjson::Value* value, __m128i& seen)
         return nullptr;
     }
     at += count;
-    if (*at > ',') { // behind most integers there is a comma, or white space
+    if (*at > ',') { // most integers are followed by a comma or white space
         if (*at == '.') {
             const char* const fraction = at + 1;
             Digits digits = loadDigits(fraction);
@@ -126,8 +127,8 @@ StrictReader::readString(const char* at, rapidjson::Value* value, __m128i& seen)
                     return readFraction(at, number, magnitude, value);
                 }
             }
-            // Foretelling this, as with white space, does not pay: digits that are zero at the end
-            // are not written, so that one number in five is shorter or longer.
+            // Predicting this length as that of white space does not pay: trailing zeros are not
+            // written, so one number in five is shorter or longer than the rest.
             at = fraction + fractionDigits;
             if (isExponentMark(*at)) [[unlikely]] {
                 return readExponent(at, number, all, fractionDigits, value);

@@ -17,7 +17,7 @@ namespace {
 
 using rapidjson::Value;
 
-constexpr std::size_t largestKept = (std::size_t{1} << 20U) / sizeof(Value) - ValueStack::margin;
+constexpr std::size_t largestKept = (std::size_t{1} << 20U) / sizeof(Value);
 
 /// The memory that a thread keeps.
 struct Kept {
@@ -26,12 +26,12 @@ struct Kept {
     enum class State : std::uint8_t { fresh, toBeFreed, ended } state;
 };
 
-// Where a library is loaded late, other models allocate a thread's variables when it first asks for
-// them, and end the process where there is no memory.
+// With other TLS models, the variables of a library loaded by dlopen are allocated on a thread's
+// first access, and the C library aborts if there is no memory.
 [[gnu::tls_model("initial-exec")]] constinit thread_local Kept kept{};
 
-/// Frees what a thread has kept when it ends. A destructor of `kept` would do the same; but the C
-/// library ends the process where it has no memory to note it down.
+/// Frees a thread's memory when the thread ends. Not a destructor of `kept`: registering one
+/// allocates, and the C library aborts if there is no memory.
 class ThreadEnds {
 public:
     ThreadEnds() noexcept : works_(::pthread_key_create(&key_, &freeKept) == 0) {}
@@ -59,7 +59,7 @@ private:
 
 const ThreadEnds threadEnds;
 
-/// Keeps the larger one of this and what is kept already; frees the other.
+/// Keeps the larger one of this memory and what the thread keeps already; frees the other.
 void keep(Value* values, std::size_t capacity) noexcept {
     if (capacity > kept.capacity && capacity <= largestKept) {
         if (kept.state == Kept::State::fresh && threadEnds.announce()) {
@@ -95,11 +95,11 @@ bool ValueStack::tryReserve(std::size_t count) noexcept {
         return true;
     }
     const std::size_t used = size();
-    constexpr std::size_t most = PTRDIFF_MAX / sizeof(Value) - margin;
+    constexpr std::size_t most = PTRDIFF_MAX / sizeof(Value);
     if (count > most - used) {
         return false;
     }
-    const std::size_t bytes = (used + count + margin) * sizeof(Value);
+    const std::size_t bytes = (used + count) * sizeof(Value);
     auto* const larger = static_cast<Value*>(std::malloc(bytes));
     if (larger == nullptr) {
         return false;

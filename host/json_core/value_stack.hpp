@@ -1,6 +1,6 @@
 #pragma once
 
-/// Where finished values wait for the container that they belong to.
+/// The stack on which finished values wait for the end of their container.
 
 #include <ostra/io/json/tree/rapidjson.hpp>
 
@@ -8,15 +8,12 @@
 
 namespace ostra::io::json::core {
 
-/// A stack of values, one behind the other. They move like bytes, as in RapidJSON itself.
+/// A stack of values. They are moved like bytes, as in RapidJSON itself.
 ///
-/// Its memory, up to 1 MiB of it, stays with the thread for the next stack: most documents then
-/// need none from the system.
+/// Up to 1 MiB of its memory is kept by the thread for its next stack, so that most documents need
+/// not allocate one.
 class __attribute__((visibility("hidden"))) ValueStack {
 public:
-    /// Values that may be read or written behind the capacity, with any content.
-    static constexpr std::size_t margin = 8;
-
     ValueStack() noexcept;
     ~ValueStack();
     ValueStack(const ValueStack&) = delete;
@@ -27,18 +24,18 @@ public:
     std::size_t room() const { return static_cast<std::size_t>(end_ - top); }
 
     /// Makes room for `count` more values.
-    /// @throws std::bad_alloc  where memory is exhausted; the stack is as it was then.
+    /// @throws std::bad_alloc  if memory is exhausted; the stack is unchanged then.
     void require(std::size_t count) {
         if (count > room()) {
             grow(count);
         }
     }
 
-    /// Makes room for `count` more values in one step, if memory has it.
+    /// Makes room for exactly `count` more values if there is memory for it.
     /// @return whether there is room.
     bool tryReserve(std::size_t count) noexcept;
 
-    rapidjson::Value* top; ///< behind the last value
+    rapidjson::Value* top; ///< after the last value
 
 private:
     [[gnu::noinline]] void grow(std::size_t count);

@@ -8,11 +8,11 @@
 
 namespace ostra::io::json::core {
 
-/// Hands out pieces of a source's blocks, one behind the other, to one thread.
+/// Allocates consecutive pieces from a source's blocks, for one thread.
 class __attribute__((visibility("hidden"))) ValueStorage {
 public:
-    /// Bytes that may be written behind a piece, as long as it is the last one: so copies of whole
-    /// vector registers need not stop at the byte.
+    /// Bytes that may be written after the latest piece, so that copies can use whole vector
+    /// registers.
     static constexpr std::size_t margin = 64;
 
     /// @param blocks  must outlive the storage.
@@ -22,7 +22,7 @@ public:
     ValueStorage& operator=(const ValueStorage&) = delete;
 
     /// @return a piece of `size` bytes, with any content, aligned for values.
-    /// @throws std::bad_alloc  where memory is exhausted; nothing has changed then.
+    /// @throws std::bad_alloc  if memory is exhausted; nothing has changed then.
     char* allocate(std::size_t size) {
         require(size);
         char* const piece = free_;
@@ -30,14 +30,14 @@ public:
         return piece;
     }
 
-    // A piece whose size shows only while it is written: write to `free`, up to `room` bytes (and
-    // the margin), then `commit` what has become of it.
+    // For a piece whose size is unknown until it is written: write up to `room` bytes (and the
+    // margin) to `free`, then `commit` the size.
 
     char* free() const { return free_; }
     std::size_t room() const { return static_cast<std::size_t>(end_ - free_); }
 
-    /// Makes the room at least `size`; `free` may be elsewhere then, its content is not moved.
-    /// @throws std::bad_alloc  where memory is exhausted; nothing has changed then.
+    /// Makes the room at least `size`. `free` may move; content there is not copied.
+    /// @throws std::bad_alloc  if memory is exhausted; nothing has changed then.
     void require(std::size_t size) {
         if (size > room()) {
             addBlock(size);
@@ -47,13 +47,13 @@ public:
     /// @param size  at most the room.
     void commit(std::size_t size) { free_ += roundedUp(size); }
 
-    /// Leaves the rest of the last block to others.
+    /// Gives the unused rest of the last block back to the source.
     void releaseRest() noexcept;
 
-    /// Leaves all to others: what has been handed out is lost.
+    /// Gives all blocks back to the source, with everything allocated from them.
     void discard() noexcept;
 
-    /// Leaves what has been handed out to the document, the rest to others. This is as new then.
+    /// Leaves the allocated pieces to the document and starts afresh.
     void handOver() noexcept {
         releaseRest();
         last_ = nullptr;
@@ -76,7 +76,7 @@ private:
 
     BlockSource& source_;
     Block* last_ = nullptr;
-    char* free_ = nullptr; // aligned, as the end: what fits does so when rounded up, too
+    char* free_ = nullptr; // aligned as the end is: a size that fits also fits rounded up
     char* end_ = nullptr;
 };
 

@@ -63,10 +63,10 @@ public:
         value.data_.s.length = length;
     }
 
-    // A value is three words: for a number its bits and 0, for a container its size twice, for a
-    // string its length and 0, for a short one its first 16 bytes; the last word has the flags in
-    // its upper 16 bits and below them a pointer or the rest of a short string. Whoever makes
-    // millions of values writes them as such.
+    // For code that writes the three words of a value directly. The first two are: the bits of a
+    // number and 0; the size of a container, twice; the length of a string and 0; the first 16
+    // bytes of an inline string. The last one has the flags in its upper 16 bits, and below them a
+    // pointer or the rest of an inline string.
 
     static constexpr std::uint64_t nullWord = std::uint64_t{Value::kNullFlag} << 48U;
     static constexpr std::uint64_t trueWord = std::uint64_t{Value::kTrueFlag} << 48U;
@@ -76,7 +76,7 @@ public:
     static constexpr std::uint64_t objectWord = std::uint64_t{Value::kObjectFlag} << 48U;
     static constexpr std::uint64_t stringWord = std::uint64_t{Value::kCopyStringFlag} << 48U;
 
-    /// Of an integer of this magnitude: it has the flags of all classes that can hold it.
+    /// The last word of an integer, with the flags of all classes that can hold it.
     static constexpr std::uint64_t integerWord(std::uint64_t magnitude, bool negative) {
         constexpr std::uint64_t largestInt = 0x7FFFFFFF;
         constexpr std::uint64_t isInt = Value::kIntFlag;
@@ -94,7 +94,7 @@ public:
                << 48U;
     }
 
-    /// Of an inline string of `length` bytes, without those behind the first 16.
+    /// The last word of an inline string of `length` bytes, without its bytes after the first 16.
     static constexpr std::uint64_t inlineWord(std::uint64_t length) {
         return (std::uint64_t{Value::kShortStringFlag} << 48U | std::uint64_t{longestInline}
                                                                     << 40U) -
