@@ -22,7 +22,7 @@ namespace {
 /// calls of a function that does nothing but prefetch.
 [[gnu::always_inline]] inline void prefetchNames(const rapidjson::Value& node) {
     constexpr std::size_t line = 64;
-    constexpr std::size_t most = 8 * line; // what follows, the processor fetches by itself
+    constexpr std::size_t most = 8 * line; // a bound on the prefetches, for objects of many keys
     if (!node.IsObject() || node.ObjectEmpty()) {
         return;
     }

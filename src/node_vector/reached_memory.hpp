@@ -81,7 +81,7 @@ private:
         std::ptrdiff_t begin = 0; // bytes from the start of the children
         std::ptrdiff_t end = cacheLine;
     };
-    static constexpr std::ptrdiff_t farthest = 1024; // beyond, the processor sees the stream itself
+    static constexpr std::ptrdiff_t farthest = 1024; // bytes; bounds the prefetches of a walk
 
     Range known_ = {0, 4 * cacheLine};
     Range learnt_;

@@ -35,7 +35,7 @@ constexpr std::size_t chunkSize = 4096;
 
 /// Takes one node of a chunk into account.
 void addTo(Survey& survey, const rapidjson::Value& value, std::size_t count) {
-    constexpr std::size_t mostRuns = chunkSize / 8; // with more, sorting them costs too much
+    constexpr std::size_t mostRuns = chunkSize / 8; // bounds what sorting them costs
     const rapidjson::Value* const node = &value;
     survey.changes = survey.changes || (value.IsArray() && value.Size() != count);
     if (survey.tooScattered) {

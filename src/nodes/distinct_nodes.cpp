@@ -20,12 +20,11 @@ struct Stretch {
 };
 
 Stretch collectRuns(Nodes nodes) {
-    constexpr std::size_t nodesPerRun = 16; // shorter runs on average: not worth looking further
+    constexpr std::size_t nodesPerRun = 16; // shorter runs on average: the answer is false
     constexpr std::uintptr_t nearby = 4096;
     const std::size_t mostRuns = nodes.size() / nodesPerRun + 1;
     Stretch stretch;
-    // Neighbours are joined here already, in registers: handing over every node took four times as
-    // long.
+    // Neighbours are joined here, in registers: handing over every node took four times as long.
     const rapidjson::Value* first = nodes.front();
     const rapidjson::Value* end = first + 1;
     for (const rapidjson::Value* node : nodes.subspan(1)) {
