@@ -1,0 +1,112 @@
+#pragma once
+
+/// @file
+/// Contiguous memory that grows in place.
+
+#include <ostra/io/json/columns/export.hpp>
+
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace ostra::io::json::columns {
+
+/// Raw memory that grows in place where it can: large blocks are mapped with address space ahead
+/// of them, so that growing neither copies nor needs old and new block at once.
+class TVIOJSONCOLUMNS_EXPORT Memory {
+public:
+    Memory() noexcept = default;
+    ~Memory();
+    Memory(Memory&& other) noexcept;
+    Memory& operator=(Memory&& other) noexcept;
+    Memory(const Memory&) = delete;
+    Memory& operator=(const Memory&) = delete;
+
+    std::byte* data() noexcept { return data_; }
+    const std::byte* data() const noexcept { return data_; }
+    std::size_t capacity() const noexcept { return capacity_; }
+
+    /// Makes room for `size` bytes in all; keeps the first `used`. Grows by half at least.
+    /// @throws std::bad_alloc  if memory is exhausted; nothing changes.
+    void reserve(std::size_t size, std::size_t used);
+
+    /// Gives what lies behind the first `used` bytes back to the system where that is worth it.
+    void shrink(std::size_t used) noexcept;
+
+private:
+    std::byte* data_ = nullptr;
+    std::size_t capacity_ = 0;
+    std::size_t mapped_ = 0; // bytes mapped; 0 when the block is malloc's
+};
+
+/// A growable array of plain elements.
+template <class T>
+class Block {
+    static_assert(std::is_trivially_copyable_v<T>);
+
+public:
+    Block() noexcept = default;
+    Block(Block&& other) noexcept
+        : memory_(std::move(other.memory_)), size_(std::exchange(other.size_, 0)) {}
+    Block& operator=(Block&& other) noexcept {
+        memory_ = std::move(other.memory_);
+        size_ = std::exchange(other.size_, 0);
+        return *this;
+    }
+
+    T* data() noexcept { return reinterpret_cast<T*>(memory_.data()); }
+    const T* data() const noexcept { return reinterpret_cast<const T*>(memory_.data()); }
+    std::size_t size() const noexcept { return size_; }
+    bool empty() const noexcept { return size_ == 0; }
+    T& operator[](std::size_t i) noexcept { return data()[i]; }
+    const T& operator[](std::size_t i) const noexcept { return data()[i]; }
+    T* begin() noexcept { return data(); }
+    T* end() noexcept { return data() + size_; }
+    const T* begin() const noexcept { return data(); }
+    const T* end() const noexcept { return data() + size_; }
+
+    /// @throws std::bad_alloc  if memory is exhausted; nothing changes.
+    void reserve(std::size_t count) {
+        if (count > memory_.capacity() / sizeof(T)) {
+            if (count > static_cast<std::size_t>(PTRDIFF_MAX) / sizeof(T)) {
+                throw std::bad_alloc();
+            }
+            memory_.reserve(count * sizeof(T), size_ * sizeof(T));
+        }
+    }
+
+    void push_back(const T& value) {
+        if ((size_ + 1) * sizeof(T) > memory_.capacity()) {
+            reserve(size_ + 1);
+        }
+        data()[size_++] = value;
+    }
+
+    /// Appends `count` elements whose content is the caller's to write.
+    /// @return the first of them.
+    T* extend(std::size_t count) {
+        reserve(size_ + count);
+        T* const first = data() + size_;
+        size_ += count;
+        return first;
+    }
+
+    void append(const T* values, std::size_t count) {
+        if (count != 0) {
+            std::memcpy(static_cast<void*>(extend(count)), values, count * sizeof(T));
+        }
+    }
+
+    /// Drops the elements from `count` on; keeps the memory.
+    void truncate(std::size_t count) noexcept { size_ = count; }
+    void clear() noexcept { size_ = 0; }
+    void shrink() noexcept { memory_.shrink(size_ * sizeof(T)); }
+
+private:
+    Memory memory_;
+    std::size_t size_ = 0;
+};
+
+} // namespace ostra::io::json::columns

@@ -1,0 +1,72 @@
+#pragma once
+
+/// Fields of records to pieces of columns, block after block, and pieces to columns.
+
+#include <ostra/io/json/columns/field.hpp>
+
+#include <ostra/io/json/tree/rapidjson.hpp>
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace ostra::io::json::columns {
+
+class FieldPlan; // the parsed fields, shared by all threads, immutable
+
+/// @throws std::invalid_argument  naming the field whose pointer or type does not make sense.
+std::shared_ptr<const FieldPlan> makePlan(std::span<const Field> fields);
+
+/// Columns of some consecutive records, not yet settled. Owned by one thread at a time; its memory
+/// is kept when it is cleared, so that a thread serves many blocks without asking for any.
+class Piece {
+public:
+    explicit Piece(std::shared_ptr<const FieldPlan> plan);
+    ~Piece();
+    Piece(Piece&&) noexcept;
+    Piece& operator=(Piece&&) noexcept;
+
+    /// Appends records that lie side by side (`stride` bytes from one to the next: values in an
+    /// array, members of an object).
+    /// Never fails for what a record holds: conflicts are remembered and reported by `Joined`.
+    /// @throws std::bad_alloc  the piece may then only be cleared or destroyed.
+    void append(const rapidjson::Value* first, std::size_t count, std::size_t stride);
+    /// The same for records that lie anywhere.
+    void append(std::span<rapidjson::Value* const> records);
+
+    std::size_t rows() const;
+    void clear() noexcept;
+
+    struct Impl;
+    const Impl& impl() const { return *impl_; }
+
+private:
+    std::unique_ptr<Impl> impl_;
+};
+
+/// Joins pieces in the order of their records into columns.
+class Joined {
+public:
+    /// @param likelyRows  a guess, for reserving.
+    Joined(std::shared_ptr<const FieldPlan> plan, std::size_t likelyRows);
+    ~Joined();
+
+    /// Appends a piece.
+    /// @throws ColumnConflict  with the row counted over all pieces. @throws std::bad_alloc
+    void append(const Piece& piece);
+
+    std::size_t rows() const;
+
+    /// Settles types and hands the columns out; this is as new then, but for what `keepTypes`
+    /// keeps.
+    /// @param keepTypes  for batches: a field whose type was settled by a batch that holds a value
+    ///                   keeps it, and a later value that does not fit is a conflict.
+    std::vector<Column> take(bool keepTypes);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace ostra::io::json::columns
