@@ -6,6 +6,7 @@
 #include <ostra/io/json/columns/export.hpp>
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <type_traits>
@@ -29,6 +30,7 @@ public:
     std::size_t capacity() const noexcept { return capacity_; }
 
     /// Makes room for `size` bytes in all; keeps the first `used`. Grows by half at least.
+    /// Cost: constant for each page in use, where the block is mapped already; else a copy.
     /// @throws std::bad_alloc  if memory is exhausted; nothing changes.
     void reserve(std::size_t size, std::size_t used);
 
@@ -36,9 +38,12 @@ public:
     void shrink(std::size_t used) noexcept;
 
 private:
+    void reserveMapped(std::size_t size, std::size_t used);
+    void release() noexcept;
+
     std::byte* data_ = nullptr;
     std::size_t capacity_ = 0;
-    std::size_t mapped_ = 0; // bytes mapped; 0 when the block is malloc's
+    bool mapped_ = false; // else the block is malloc's
 };
 
 /// A growable array of plain elements.
@@ -87,6 +92,9 @@ public:
     /// Appends `count` elements whose content is the caller's to write.
     /// @return the first of them.
     T* extend(std::size_t count) {
+        if (count > static_cast<std::size_t>(PTRDIFF_MAX) - size_) {
+            throw std::bad_alloc();
+        }
         reserve(size_ + count);
         T* const first = data() + size_;
         size_ += count;

@@ -1,0 +1,37 @@
+#include <ostra/io/json/columns/column.hpp>
+#include <ostra/io/json/columns/field.hpp>
+
+#include <utility>
+
+namespace ostra::io::json::columns {
+
+namespace {
+
+std::string messageOf(const std::string& field, std::size_t row, const std::string& found,
+                      const std::string& wanted) {
+    return (field.empty() ? "row " : "field '" + field + "', row ") + std::to_string(row) + ": " +
+           found + " where the column holds " + wanted;
+}
+
+} // namespace
+
+std::size_t Column::value_count() const noexcept {
+    switch (layout) {
+    case Layout::Scalar:
+        return rows;
+    case Layout::List:
+        return static_cast<std::size_t>(lists[rows]);
+    case Layout::Fixed:
+        return rows * width;
+    }
+    return 0;
+}
+
+ColumnConflict::ColumnConflict(std::string field, std::size_t row, std::string found,
+                               std::string wanted)
+    : std::runtime_error(messageOf(field, row, found, wanted)), field_(std::move(field)), row_(row),
+      found_(std::move(found)), wanted_(std::move(wanted)) {}
+
+ColumnConflict::~ColumnConflict() = default;
+
+} // namespace ostra::io::json::columns
