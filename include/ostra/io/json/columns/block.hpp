@@ -107,8 +107,8 @@ public:
         }
     }
 
-    /// Drops the elements from `count` on; keeps the memory.
-    void truncate(std::size_t count) noexcept { size_ = count; }
+    /// Makes the first `count` elements, which are reserved and written, the whole array.
+    void setSize(std::size_t count) noexcept { size_ = count; }
     void clear() noexcept { size_ = 0; }
     void shrink() noexcept { memory_.shrink(size_ * sizeof(T)); }
 

@@ -1,0 +1,65 @@
+#include "columns/field_plan.hpp"
+
+#include <stdexcept>
+
+namespace ostra::io::json::columns {
+
+namespace {
+
+void requireType(const Field& field) {
+    const ColumnType& type = field.type;
+    const char* wrong = type.want > Want::Json                            ? "no such type"
+                        : type.layout > Layout::Fixed                     ? "no such layout"
+                        : type.mismatch > Mismatch::Missing               ? "no such mismatch"
+                        : type.layout == Layout::Fixed && type.width == 0 ? "a width of 0"
+                                                                          : nullptr;
+    if (wrong != nullptr) {
+        throw std::invalid_argument("field '" + field.name + "': " + wrong);
+    }
+}
+
+core::JSONPointer pointerOf(const Field& field) {
+    try {
+        return core::validate_selector(field.pointer);
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        throw std::invalid_argument("field '" + field.name + "': " + error.what());
+    }
+}
+
+} // namespace
+
+FieldPlan::FieldPlan(std::span<const Field> fields)
+    : fields_(fields.begin(), fields.end()), nodes_(1) {
+    slotOf_.reserve(fields_.size());
+    for (const Field& field : fields_) {
+        requireType(field);
+        PathNode& node = nodes_[nodeAt(pointerOf(field))];
+        if (node.slot == PathNode::noSlot) {
+            node.slot = slots_++;
+        }
+        slotOf_.push_back(node.slot);
+    }
+}
+
+std::uint32_t FieldPlan::nodeAt(const core::JSONPointer& pointer) {
+    std::uint32_t at = 0;
+    for (std::size_t t = 0; t < pointer.GetTokenCount(); ++t) {
+        const core::JSONPointer::Token& token = pointer.GetTokens()[t];
+        const auto next = static_cast<std::uint32_t>(nodes_.size());
+        const auto [step, fresh] = nodes_[at].steps.try_emplace(
+            std::string(token.name, token.length), PathNode::Step{token.index, next});
+        at = step->second.node;
+        if (fresh) {
+            nodes_.emplace_back();
+        }
+    }
+    return at;
+}
+
+std::shared_ptr<const FieldPlan> makePlan(std::span<const Field> fields) {
+    return std::make_shared<const FieldPlan>(fields);
+}
+
+} // namespace ostra::io::json::columns

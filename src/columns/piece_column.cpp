@@ -1,0 +1,536 @@
+#include "columns/piece_column.hpp"
+
+#include "document/serialise.hpp"
+#include "node_content/number_class.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace ostra::io::json::columns {
+
+namespace {
+
+using rapidjson::Value;
+
+bool isContainer(const Value& value) {
+    return value.IsArray() || value.IsObject();
+}
+
+bool holdsContainers(const Value& array) {
+    return std::any_of(array.Begin(), array.End(), isContainer);
+}
+
+/// Beyond, an integer has to be looked at more closely.
+constexpr std::uint64_t allExact = std::uint64_t{1} << 53U;
+
+std::size_t sizeOf(Want rule) {
+    return rule == Want::Boolean ? 1 : 8;
+}
+
+bool isText(Want rule) {
+    return rule == Want::Text || rule == Want::Json;
+}
+
+void appendFilled(Block<State>& states, std::size_t count, State state) {
+    std::memset(static_cast<void*>(states.extend(count)), static_cast<int>(state), count);
+}
+
+} // namespace
+
+void toDoubles(const std::byte* from, Held held, std::size_t count, std::byte* to) {
+    for (std::size_t i = 0; i < count; ++i) {
+        std::int64_t integer = 0;
+        std::memcpy(&integer, from + 8 * i, 8);
+        const double number = held == Held::Signed
+                                  ? static_cast<double>(integer)
+                                  : static_cast<double>(static_cast<std::uint64_t>(integer));
+        std::memcpy(to + 8 * i, &number, 8);
+    }
+}
+
+void Gathered::clear() noexcept {
+    rows = elements = 0;
+    shapedBy = ruledBy = misfit = Mark();
+    marks = NumberMarks();
+    held = Held::Signed;
+    wrongLength = false;
+    values.clear();
+    ends.clear();
+    rowEnds.clear();
+    states.clear();
+    elementStates.clear();
+}
+
+PieceColumn::PieceColumn(const ColumnType& type) : type_(type) {
+    clear();
+}
+
+void PieceColumn::clear() noexcept {
+    data_.clear();
+    data_.rule = type_.want;
+    data_.shape = type_.layout == Layout::List    ? Shape::List
+                  : type_.layout == Layout::Fixed ? Shape::Fixed
+                  : type_.want == Want::Any       ? Shape::Undecided
+                                                  : Shape::Scalar;
+}
+
+void PieceColumn::append(const Value* const* found, std::size_t count) {
+    std::size_t done = 0;
+    while (done < count && !data_.misfit.set()) {
+        if (data_.shape == Shape::Scalar && data_.rule != Want::Any) {
+            const std::size_t taken =
+                takeRun(Rows{found + done, data_.rows}, count - done, data_.states);
+            data_.rows += taken;
+            data_.elements += taken;
+            done += taken;
+        }
+        if (done < count) {
+            takeRow(found[done++]);
+        }
+    }
+    data_.rows += count - done;
+}
+
+/// Appends values up to the first that takes more thought.
+/// @param states  where their states go.
+/// @return how many were appended.
+template <class Source>
+std::size_t PieceColumn::takeRun(const Source& source, std::size_t count, Block<State>& states) {
+    switch (data_.rule) {
+    case Want::Any:
+        return 0;
+    case Want::Number:
+        return takeNumbers(source, count, states);
+    case Want::Int64:
+        return takePlain<std::int64_t>(source, count, states,
+                                       [](const Value& value, std::int64_t& to, std::size_t) {
+                                           to = value.IsInt64() ? value.GetInt64() : 0;
+                                           return value.IsInt64() && !value.IsDouble();
+                                       });
+    case Want::Uint64:
+        return takePlain<std::uint64_t>(source, count, states,
+                                        [](const Value& value, std::uint64_t& to, std::size_t) {
+                                            to = value.IsUint64() ? value.GetUint64() : 0;
+                                            return value.IsUint64() && !value.IsDouble();
+                                        });
+    case Want::Double:
+        return takePlain<double>(source, count, states,
+                                 [](const Value& value, double& to, std::size_t) {
+                                     to = value.IsNumber() ? value.GetDouble() : 0;
+                                     return value.IsNumber();
+                                 });
+    case Want::Boolean:
+        return takePlain<std::uint8_t>(source, count, states,
+                                       [](const Value& value, std::uint8_t& to, std::size_t) {
+                                           to = value.IsTrue() ? 1 : 0;
+                                           return value.IsBool();
+                                       });
+    case Want::Text:
+        return takeTexts(source, count, states);
+    case Want::Json:
+        return takeJson(source, count, states);
+    }
+    return 0;
+}
+
+/// @param convert  `(value, to, row)`: whether a value is of the kind, which is then in `to`.
+template <class T, class Source, class Convert>
+std::size_t PieceColumn::takePlain(const Source& source, std::size_t count, Block<State>& states,
+                                   const Convert& convert) {
+    const std::size_t before = data_.values.size();
+    const std::size_t statesBefore = states.size();
+    State* const state = states.extend(count);
+    std::byte* const to = data_.values.extend(count * sizeof(T));
+    std::size_t i = 0;
+    for (; i < count; ++i) {
+        const Value* const value = source[i];
+        T converted{};
+        if (value == nullptr) {
+            state[i] = State::Absent;
+        } else if (convert(*value, converted, source.rowOf(i))) {
+            state[i] = State::Present;
+        } else if (value->IsNull()) {
+            state[i] = State::Null;
+        } else {
+            break;
+        }
+        std::memcpy(to + i * sizeof(T), &converted, sizeof(T));
+    }
+    data_.values.setSize(before + i * sizeof(T));
+    states.setSize(statesBefore + i);
+    return i;
+}
+
+/// Numbers whose class is not known yet; marks on the way what they rule out.
+template <class Source>
+std::size_t PieceColumn::takeNumbers(const Source& source, std::size_t count,
+                                     Block<State>& states) {
+    switch (data_.held) {
+    case Held::Signed:
+        return takePlain<std::int64_t>(
+            source, count, states, [this](const Value& value, std::int64_t& to, std::size_t row) {
+                if (value.IsDouble() || !value.IsInt64()) {
+                    return false;
+                }
+                to = value.GetInt64();
+                if (static_cast<std::uint64_t>(to) > allExact) { // or negative
+                    noteInteger(value, row);
+                }
+                return true;
+            });
+    case Held::Unsigned:
+        return takePlain<std::uint64_t>(
+            source, count, states, [this](const Value& value, std::uint64_t& to, std::size_t row) {
+                if (value.IsDouble() || !value.IsUint64()) {
+                    return false;
+                }
+                to = value.GetUint64();
+                if (to > allExact) {
+                    noteInteger(value, row);
+                }
+                return true;
+            });
+    case Held::Double:
+        return takePlain<double>(source, count, states,
+                                 [this](const Value& value, double& to, std::size_t row) {
+                                     if (!value.IsNumber()) {
+                                         return false;
+                                     }
+                                     to = value.GetDouble();
+                                     if (!value.IsDouble()) {
+                                         noteInteger(value, row);
+                                     }
+                                     return true;
+                                 });
+    }
+    return 0;
+}
+
+/// Most texts are held inside their values: all bytes of those are copied without a loop, and what
+/// is too many is written over by the next one.
+template <class Source>
+std::size_t PieceColumn::takeTexts(const Source& source, std::size_t count, Block<State>& states) {
+    const std::size_t before = states.size();
+    State* const state = states.extend(count);
+    const std::size_t endsBefore = data_.ends.size();
+    std::int64_t* const ends = data_.ends.extend(count);
+    std::size_t used = data_.values.size();
+    std::size_t i = 0;
+    for (; i < count; ++i) {
+        const Value* const value = source[i];
+        if (value == nullptr) {
+            state[i] = State::Absent;
+        } else if (value->IsString()) {
+            state[i] = State::Present;
+            const char* const text = value->GetString();
+            const std::size_t length = value->GetStringLength();
+            data_.values.setSize(used);
+            data_.values.reserve(used + length + sizeof(Value));
+            std::byte* const to = data_.values.data() + used;
+            if (text == reinterpret_cast<const char*>(value)) {
+                std::memcpy(to, text, sizeof(Value));
+            } else {
+                std::memcpy(to, text, length);
+            }
+            used += length;
+        } else if (value->IsNull()) {
+            state[i] = State::Null;
+        } else {
+            break;
+        }
+        ends[i] = static_cast<std::int64_t>(used);
+    }
+    data_.values.setSize(used);
+    data_.ends.setSize(endsBefore + i);
+    states.setSize(before + i);
+    return i;
+}
+
+template <class Source>
+std::size_t PieceColumn::takeJson(const Source& source, std::size_t count, Block<State>& states) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const Value* const value = source[i];
+        if (value != nullptr && !value->IsNull()) {
+            const tree::TextBuffer text = tree::serialise(*value, {});
+            data_.values.append(reinterpret_cast<const std::byte*>(text.data()), text.size());
+        }
+        data_.ends.push_back(static_cast<std::int64_t>(data_.values.size()));
+        states.push_back(value == nullptr  ? State::Absent
+                         : value->IsNull() ? State::Null
+                                           : State::Present);
+    }
+    return count;
+}
+
+void PieceColumn::takeRow(const Value* value) {
+    inArray_ = false;
+    if (value == nullptr || value->IsNull()) {
+        missRow(value == nullptr ? State::Absent : State::Null);
+    } else if (type_.layout != Layout::Scalar) {
+        takeFlattened(*value);
+    } else if (type_.want == Want::Any) {
+        takeUntyped(*value);
+    } else {
+        takeScalar(*value);
+    }
+}
+
+void PieceColumn::takeUntyped(const Value& value) {
+    if (value.IsObject() || (value.IsArray() && holdsContainers(value))) {
+        mismatch(value);
+    } else if (value.IsArray()) {
+        if (shapeAs(Shape::List, value)) {
+            inArray_ = true;
+            takeElements({value.Begin(), value.Size()});
+            endRow();
+        }
+    } else if (shapeAs(Shape::Scalar, value)) {
+        if (data_.rule == Want::Any) {
+            ruleBy(value);
+        }
+        takeScalar(value);
+    }
+}
+
+void PieceColumn::takeScalar(const Value& value) {
+    const Value* const found = &value;
+    const Rows one = {&found, data_.rows};
+    if (takeRun(one, 1, data_.states) == 1 ||
+        (adapt(value) && takeRun(one, 1, data_.states) == 1)) {
+        ++data_.elements;
+        ++data_.rows;
+    } else if (type_.want == Want::Any) {
+        refuse(value); // a mixture: neither of the types is the wanted one
+    } else {
+        mismatch(value);
+    }
+}
+
+void PieceColumn::takeFlattened(const Value& value) {
+    inArray_ = value.IsArray();
+    runs_.clear();
+    std::size_t count = 0;
+    if (inArray_ && holdsContainers(value)) {
+        count = flatten(value);
+    } else if (!value.IsObject()) {
+        runs_.push_back(inArray_ ? Run{value.Begin(), value.Size()} : Run{&value, 1});
+        count = runs_.back().count;
+    }
+    if (data_.shape == Shape::Fixed && count != type_.width) {
+        mismatch(value, true);
+        return;
+    }
+    for (const Run& run : runs_) {
+        takeElements(run);
+    }
+    endRow();
+}
+
+/// Finds the scalars of an array in order: those of nested arrays too, objects are dropped.
+/// @return how many there are; `runs_` says where.
+std::size_t PieceColumn::flatten(const Value& array) {
+    std::size_t count = 0;
+    open_.clear();
+    Rest rest = {array.Begin(), array.End()};
+    for (;;) {
+        const Value* const scalarsEnd = std::find_if(rest.next, rest.end, isContainer);
+        if (scalarsEnd != rest.next) {
+            runs_.push_back({rest.next, static_cast<std::size_t>(scalarsEnd - rest.next)});
+            count += runs_.back().count;
+        }
+        if (scalarsEnd == rest.end) {
+            if (open_.empty()) {
+                return count;
+            }
+            rest = open_.back();
+            open_.pop_back();
+            continue;
+        }
+        rest.next = scalarsEnd + 1;
+        if (scalarsEnd->IsArray()) {
+            open_.push_back(rest);
+            rest = {scalarsEnd->Begin(), scalarsEnd->End()};
+        }
+    }
+}
+
+void PieceColumn::takeElements(Run run) {
+    while (run.count != 0 && !data_.misfit.set()) {
+        const std::size_t taken =
+            takeRun(Elements{run.first, data_.rows}, run.count, data_.elementStates);
+        data_.elements += taken;
+        run.first += taken;
+        run.count -= taken;
+        if (run.count == 0) {
+            return;
+        }
+        const Value& value = *run.first;
+        if (!value.IsNull() && data_.rule == Want::Any) {
+            ruleBy(value);
+            continue;
+        }
+        if (adapt(value)) {
+            continue;
+        }
+        if (!value.IsNull() && (type_.want == Want::Any || type_.mismatch == Mismatch::Refuse)) {
+            refuse(value);
+            return;
+        }
+        data_.elementStates.push_back(State::Null);
+        appendZeros(1);
+        ++data_.elements;
+        ++run.first;
+        --run.count;
+    }
+}
+
+/// Ends a row of several values, all of which are appended.
+void PieceColumn::endRow() {
+    if (data_.misfit.set()) {
+        return;
+    }
+    if (data_.shape == Shape::List) {
+        data_.rowEnds.push_back(static_cast<std::int64_t>(data_.elements));
+    }
+    data_.states.push_back(State::Present);
+    ++data_.rows;
+}
+
+void PieceColumn::missRow(State state) {
+    if (data_.shape == Shape::Scalar) {
+        appendZeros(1);
+        ++data_.elements;
+    } else if (data_.shape == Shape::List) {
+        data_.rowEnds.push_back(static_cast<std::int64_t>(data_.elements));
+    } else if (data_.shape == Shape::Fixed) {
+        appendZeros(type_.width);
+        appendFilled(data_.elementStates, type_.width, state);
+        data_.elements += type_.width;
+    }
+    data_.states.push_back(state);
+    ++data_.rows;
+}
+
+/// A row of another type than the wanted one.
+void PieceColumn::mismatch(const Value& value, bool wrongLength) {
+    if (type_.mismatch == Mismatch::Missing) {
+        missRow(State::Null);
+    } else {
+        inArray_ = false;
+        refuse(value, wrongLength);
+    }
+}
+
+void PieceColumn::refuse(const Value& value, bool wrongLength) {
+    data_.misfit = markOf(value, data_.rows);
+    data_.wrongLength = wrongLength;
+    ++data_.rows;
+}
+
+/// @return whether rows may lie like this.
+bool PieceColumn::shapeAs(Shape shape, const Value& value) {
+    if (data_.shape == Shape::Undecided) {
+        data_.shape = shape;
+        data_.shapedBy = markOf(value, data_.rows);
+        if (shape == Shape::Scalar) {
+            data_.elements = data_.rows; // all missing so far
+        } else {
+            std::memset(data_.rowEnds.extend(data_.rows), 0, data_.rows * sizeof(std::int64_t));
+        }
+    }
+    if (data_.shape != shape) {
+        refuse(value);
+    }
+    return data_.shape == shape;
+}
+
+/// The first value decides what all are.
+void PieceColumn::ruleBy(const Value& value) {
+    data_.rule = value.IsNumber() ? Want::Number : value.IsString() ? Want::Text : Want::Boolean;
+    data_.ruledBy = markOf(value, data_.rows);
+    appendZeros(data_.elements); // all missing so far
+}
+
+/// Makes the column hold a number that it does not hold as its numbers are held.
+/// @return whether it does now.
+bool PieceColumn::adapt(const Value& value) {
+    if (data_.rule != Want::Number || !value.IsNumber()) {
+        return false;
+    }
+    Mark& mark = value.IsDouble()   ? data_.marks.fraction
+                 : value.IsUint64() ? data_.marks.above
+                                    : data_.marks.negative;
+    mark = markOf(value, data_.rows);
+    const Held held = heldBy(data_.marks);
+    if (held == Held::Double) {
+        std::byte* const values = data_.values.data();
+        toDoubles(values, data_.held, data_.elements, values);
+    }
+    data_.held = held;
+    return true;
+}
+
+void PieceColumn::noteInteger(const Value& value, std::size_t row) {
+    const bool negative = !value.IsUint64();
+    if (negative && !data_.marks.negative.set()) {
+        data_.marks.negative = markOf(value, row);
+    }
+    if (!data_.marks.inexact.set()) {
+        const auto bits =
+            negative ? static_cast<std::uint64_t>(value.GetInt64()) : value.GetUint64();
+        if (!tree::fitsMantissa(negative ? 0 - bits : bits)) {
+            data_.marks.inexact = markOf(value, row);
+        }
+    }
+}
+
+/// Appends what stands for missing values; nothing as long as there is no rule.
+void PieceColumn::appendZeros(std::size_t count) {
+    if (data_.rule == Want::Any) {
+        return;
+    }
+    if (isText(data_.rule)) {
+        const auto end = static_cast<std::int64_t>(data_.values.size());
+        std::fill_n(data_.ends.extend(count), count, end);
+    } else {
+        if (count > PTRDIFF_MAX / 8) {
+            throw std::bad_alloc();
+        }
+        const std::size_t bytes = count * sizeOf(data_.rule);
+        std::memset(data_.values.extend(bytes), 0, bytes);
+    }
+}
+
+Mark PieceColumn::markOf(const Value& value, std::size_t row) const {
+    return {row, FoundValue::of(value, inArray_)};
+}
+
+std::string wantedText(const ColumnType& type, Shape shape, Want rule, bool length) {
+    if (length) {
+        return "arrays of " + std::to_string(type.width);
+    }
+    switch (rule) {
+    case Want::Any:
+        return shape == Shape::Undecided ? "scalars or arrays of scalars"
+               : shape == Shape::Scalar  ? "scalars"
+                                         : "arrays of scalars";
+    case Want::Number:
+        return shape == Shape::Scalar ? "numbers" : "arrays of numbers";
+    case Want::Int64:
+        return shape == Shape::Scalar ? "int64" : "arrays of int64";
+    case Want::Uint64:
+        return shape == Shape::Scalar ? "uint64" : "arrays of uint64";
+    case Want::Double:
+        return shape == Shape::Scalar ? "double" : "arrays of double";
+    case Want::Boolean:
+        return shape == Shape::Scalar ? "booleans" : "arrays of booleans";
+    case Want::Text:
+        return shape == Shape::Scalar ? "strings" : "arrays of strings";
+    case Want::Json:
+        break;
+    }
+    return "JSON";
+}
+
+} // namespace ostra::io::json::columns

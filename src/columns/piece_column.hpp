@@ -1,0 +1,120 @@
+#pragma once
+
+/// One field of some consecutive records, as far as these alone decide about it.
+
+#include "columns/number_marks.hpp"
+
+#include <ostra/io/json/columns/field.hpp>
+
+#include <ostra/io/json/tree/rapidjson.hpp>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ostra::io::json::columns {
+
+/// How rows lie, as far as it is known.
+enum class Shape : std::uint8_t { Undecided, Scalar, List, Fixed };
+
+/// What a piece knows of its rows. Rows count from its beginning.
+struct Gathered {
+    std::size_t rows = 0;
+
+    Shape shape = Shape::Undecided;
+    Mark shapedBy; // unset where the field's type says it
+    Want rule = Want::Any;
+    Mark ruledBy; // unset where the field's type says it
+    NumberMarks marks;
+    Held held = Held::Signed;
+
+    /// The first row that does not fit those before it; nothing behind it is gathered.
+    Mark misfit;
+    bool wrongLength = false; // of that row's array
+
+    std::size_t elements = 0;    // values, missing ones included
+    Block<std::byte> values;     // once there is a rule: 8 bytes a number, 1 a boolean, or texts
+    Block<std::int64_t> ends;    // texts: where each ends
+    Block<std::int64_t> rowEnds; // lists: the values up to the end of each row
+    Block<State> states;         // one a row
+    Block<State> elementStates;  // lists and fixed widths: one a value
+
+    void clear() noexcept;
+};
+
+class PieceColumn {
+public:
+    explicit PieceColumn(const ColumnType& type);
+
+    /// Appends one row for each pointer; null stands for an absent value.
+    /// @throws std::bad_alloc  it may then only be cleared or destroyed.
+    void append(const rapidjson::Value* const* found, std::size_t count);
+
+    const Gathered& gathered() const { return data_; }
+    void clear() noexcept;
+
+private:
+    using Value = rapidjson::Value;
+
+    // How runs of values get at them: rows by their pointers, elements side by side.
+    struct Rows {
+        const Value* const* found;
+        std::size_t firstRow;
+        const Value* operator[](std::size_t i) const { return found[i]; }
+        std::size_t rowOf(std::size_t i) const { return firstRow + i; }
+    };
+    struct Elements {
+        const Value* first;
+        std::size_t row;
+        const Value* operator[](std::size_t i) const { return first + i; }
+        std::size_t rowOf(std::size_t /*i*/) const { return row; }
+    };
+    struct Run {
+        const Value* first;
+        std::size_t count;
+    };
+
+    template <class Source>
+    std::size_t takeRun(const Source& source, std::size_t count, Block<State>& states);
+    template <class T, class Source, class Convert>
+    std::size_t takePlain(const Source& source, std::size_t count, Block<State>& states,
+                          const Convert& convert);
+    template <class Source>
+    std::size_t takeNumbers(const Source& source, std::size_t count, Block<State>& states);
+    template <class Source>
+    std::size_t takeTexts(const Source& source, std::size_t count, Block<State>& states);
+    template <class Source>
+    std::size_t takeJson(const Source& source, std::size_t count, Block<State>& states);
+
+    void takeRow(const Value* value);
+    void takeUntyped(const Value& value);
+    void takeScalar(const Value& value);
+    void takeFlattened(const Value& value);
+    void takeElements(Run run);
+    std::size_t flatten(const Value& array);
+    void endRow();
+    void missRow(State state);
+    void mismatch(const Value& value, bool wrongLength = false);
+    void refuse(const Value& value, bool wrongLength = false);
+    bool shapeAs(Shape shape, const Value& value);
+    void ruleBy(const Value& value);
+    bool adapt(const Value& value);
+    void noteInteger(const Value& value, std::size_t row);
+    void appendZeros(std::size_t count);
+    Mark markOf(const Value& value, std::size_t row) const;
+
+    ColumnType type_;
+    Gathered data_;
+    bool inArray_ = false;  // where the values at hand stand
+    std::vector<Run> runs_; // the scalars of an array that holds arrays or objects
+    struct Rest {
+        const Value* next;
+        const Value* end;
+    };
+    std::vector<Rest> open_; // arrays around the one that is flattened
+};
+
+/// The type of a column in words: "int64", "strings", "arrays of 3".
+std::string wantedText(const ColumnType& type, Shape shape, Want rule, bool length);
+
+} // namespace ostra::io::json::columns
