@@ -39,6 +39,7 @@ public:
     void clear() noexcept;
 
     struct Impl;
+    Impl& impl() { return *impl_; }
     const Impl& impl() const { return *impl_; }
 
 private:
