@@ -65,17 +65,18 @@ std::optional<Misfit> JoinedColumn::misfit(const Gathered& piece) const {
     if (piece.rule != rule && piece.rule != Want::Any) {
         consider(piece.ruledBy, base, wantedText(type_, shape, rule, false));
     }
-    // What the piece knew at its misfit, and what was known before.
-    consider(piece.misfit, base, wantedText(type_, shape, rule, piece.wrongLength));
     if (piece.rule == Want::Number && rule == Want::Number) {
         if (class_) {
             consider(piece.marks.endOf(*class_), base, nameOf(*class_));
         } else {
             NumberMarks all = marks_;
-            all.append(piece.marks, column_.rows);
+            all.append(piece.marks, column_.rows, elements_);
             consider(all.conflict(), rowsBefore_, nameOf(all.lastToEnd()));
         }
     }
+    // What the piece knew when it met its misfit, and what was known before. Nothing behind it is
+    // in the piece.
+    consider(piece.misfit, base, wantedText(type_, shape, rule, piece.wrongLength));
     return first;
 }
 
@@ -117,7 +118,7 @@ void JoinedColumn::append(const Gathered& piece) {
 }
 
 void JoinedColumn::appendNumbers(const Gathered& piece) {
-    marks_.append(piece.marks, column_.rows);
+    marks_.append(piece.marks, column_.rows, elements_);
     const Held held = class_ == Kind::Double ? Held::Double : heldBy(marks_);
     if (held == Held::Double && held_ != Held::Double) {
         toDoubles(column_.values.data(), held_, elements_, column_.values.data());
@@ -169,7 +170,7 @@ void JoinedColumn::beginValues() {
 
 /// Appends what stands for missing values; nothing as long as it is not known what the values are.
 void JoinedColumn::appendZeros(std::size_t count) {
-    if (rule_ == Want::Any) {
+    if (rule_ == Want::Any || count == 0) {
         return;
     }
     if (isText(rule_)) {

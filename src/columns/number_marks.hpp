@@ -14,15 +14,16 @@ namespace ostra::io::json::columns {
 
 inline constexpr std::size_t never = SIZE_MAX;
 
-/// A row that decided something, and by which value.
+/// A value that decided something.
 struct Mark {
     std::size_t row = never;
+    std::size_t element = never; // its number among all values of all rows
     FoundValue value;
 
     bool set() const { return row != never; }
 };
 
-/// The first rows with numbers that one class or another does not hold.
+/// The first numbers that one class or another does not hold.
 ///
 /// That is all there is to know: each class is ruled out by the first of its marks, whatever comes
 /// later. So the marks of a column are those of its pieces, one after another.
@@ -32,10 +33,12 @@ struct NumberMarks {
     Mark above;   // an integer above 2^63 - 1
     Mark inexact; // an integer that a double does not hold exactly
 
-    /// The first row that a class does not hold, or `never`.
+    /// The first number that a class does not hold; unset where it holds all.
     const Mark& endOf(Kind kind) const {
         const Mark& integer = kind == Kind::Int64 ? above : negative;
-        return kind == Kind::Double ? inexact : fraction.row <= integer.row ? fraction : integer;
+        return kind == Kind::Double                  ? inexact
+               : fraction.element <= integer.element ? fraction
+                                                     : integer;
     }
 
     /// The class of the column, where there is one: the first one that holds all rows.
@@ -45,24 +48,26 @@ struct NumberMarks {
                                             : Kind::Double;
     }
 
-    /// The row that leaves no class, or an unset one.
+    /// The number that leaves no class, or an unset mark.
     const Mark& conflict() const { return endOf(lastToEnd()); }
 
-    /// The class that holds the most rows: what the column is up to a conflict.
+    /// The class that holds the most numbers: what the column is up to a conflict.
     Kind lastToEnd() const {
-        const std::size_t longest =
-            std::max({endOf(Kind::Int64).row, endOf(Kind::Uint64).row, endOf(Kind::Double).row});
-        return endOf(Kind::Int64).row == longest    ? Kind::Int64
-               : endOf(Kind::Uint64).row == longest ? Kind::Uint64
-                                                    : Kind::Double;
+        const std::size_t longest = std::max(
+            {endOf(Kind::Int64).element, endOf(Kind::Uint64).element, endOf(Kind::Double).element});
+        return endOf(Kind::Int64).element == longest    ? Kind::Int64
+               : endOf(Kind::Uint64).element == longest ? Kind::Uint64
+                                                        : Kind::Double;
     }
 
-    /// Adds the marks of the rows that follow, which are counted from `first`.
-    void append(const NumberMarks& following, std::size_t first) {
+    /// Adds the marks of the rows that follow so many rows and elements.
+    void append(const NumberMarks& following, std::size_t rows, std::size_t elements) {
         for (Mark NumberMarks::*const mark : {&NumberMarks::fraction, &NumberMarks::negative,
                                               &NumberMarks::above, &NumberMarks::inexact}) {
             if (!(this->*mark).set() && (following.*mark).set()) {
-                this->*mark = {first + (following.*mark).row, (following.*mark).value};
+                this->*mark = following.*mark;
+                (this->*mark).row += rows;
+                (this->*mark).element += elements;
             }
         }
     }

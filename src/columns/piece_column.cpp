@@ -79,8 +79,7 @@ void PieceColumn::append(const Value* const* found, std::size_t count) {
     std::size_t done = 0;
     while (done < count && !data_.misfit.set()) {
         if (data_.shape == Shape::Scalar && data_.rule != Want::Any) {
-            const std::size_t taken =
-                takeRun(Rows{found + done, data_.rows}, count - done, data_.states);
+            const std::size_t taken = takeRun(Rows{found + done}, count - done, data_.states);
             data_.rows += taken;
             data_.elements += taken;
             done += taken;
@@ -134,7 +133,7 @@ std::size_t PieceColumn::takeRun(const Source& source, std::size_t count, Block<
     return 0;
 }
 
-/// @param convert  `(value, to, row)`: whether a value is of the kind, which is then in `to`.
+/// @param convert  `(value, to, i)`: whether value `i` is of the kind; it is in `to` then.
 template <class T, class Source, class Convert>
 std::size_t PieceColumn::takePlain(const Source& source, std::size_t count, Block<State>& states,
                                    const Convert& convert) {
@@ -148,7 +147,7 @@ std::size_t PieceColumn::takePlain(const Source& source, std::size_t count, Bloc
         T converted{};
         if (value == nullptr) {
             state[i] = State::Absent;
-        } else if (convert(*value, converted, source.rowOf(i))) {
+        } else if (convert(*value, converted, i)) {
             state[i] = State::Present;
         } else if (value->IsNull()) {
             state[i] = State::Null;
@@ -169,40 +168,40 @@ std::size_t PieceColumn::takeNumbers(const Source& source, std::size_t count,
     switch (data_.held) {
     case Held::Signed:
         return takePlain<std::int64_t>(
-            source, count, states, [this](const Value& value, std::int64_t& to, std::size_t row) {
+            source, count, states, [this](const Value& value, std::int64_t& to, std::size_t i) {
                 if (value.IsDouble() || !value.IsInt64()) {
                     return false;
                 }
                 to = value.GetInt64();
                 if (static_cast<std::uint64_t>(to) > allExact) { // or negative
-                    noteInteger(value, row);
+                    noteInteger(value, data_.rows + i * Source::rowStep, data_.elements + i);
                 }
                 return true;
             });
     case Held::Unsigned:
         return takePlain<std::uint64_t>(
-            source, count, states, [this](const Value& value, std::uint64_t& to, std::size_t row) {
+            source, count, states, [this](const Value& value, std::uint64_t& to, std::size_t i) {
                 if (value.IsDouble() || !value.IsUint64()) {
                     return false;
                 }
                 to = value.GetUint64();
                 if (to > allExact) {
-                    noteInteger(value, row);
+                    noteInteger(value, data_.rows + i * Source::rowStep, data_.elements + i);
                 }
                 return true;
             });
     case Held::Double:
-        return takePlain<double>(source, count, states,
-                                 [this](const Value& value, double& to, std::size_t row) {
-                                     if (!value.IsNumber()) {
-                                         return false;
-                                     }
-                                     to = value.GetDouble();
-                                     if (!value.IsDouble()) {
-                                         noteInteger(value, row);
-                                     }
-                                     return true;
-                                 });
+        return takePlain<double>(
+            source, count, states, [this](const Value& value, double& to, std::size_t i) {
+                if (!value.IsNumber()) {
+                    return false;
+                }
+                to = value.GetDouble();
+                if (!value.IsDouble()) {
+                    noteInteger(value, data_.rows + i * Source::rowStep, data_.elements + i);
+                }
+                return true;
+            });
     }
     return 0;
 }
@@ -295,7 +294,7 @@ void PieceColumn::takeUntyped(const Value& value) {
 
 void PieceColumn::takeScalar(const Value& value) {
     const Value* const found = &value;
-    const Rows one = {&found, data_.rows};
+    const Rows one = {&found};
     if (takeRun(one, 1, data_.states) == 1 ||
         (adapt(value) && takeRun(one, 1, data_.states) == 1)) {
         ++data_.elements;
@@ -357,8 +356,7 @@ std::size_t PieceColumn::flatten(const Value& array) {
 
 void PieceColumn::takeElements(Run run) {
     while (run.count != 0 && !data_.misfit.set()) {
-        const std::size_t taken =
-            takeRun(Elements{run.first, data_.rows}, run.count, data_.elementStates);
+        const std::size_t taken = takeRun(Elements{run.first}, run.count, data_.elementStates);
         data_.elements += taken;
         run.first += taken;
         run.count -= taken;
@@ -423,7 +421,7 @@ void PieceColumn::mismatch(const Value& value, bool wrongLength) {
 }
 
 void PieceColumn::refuse(const Value& value, bool wrongLength) {
-    data_.misfit = markOf(value, data_.rows);
+    data_.misfit = markOf(value);
     data_.wrongLength = wrongLength;
     ++data_.rows;
 }
@@ -432,11 +430,11 @@ void PieceColumn::refuse(const Value& value, bool wrongLength) {
 bool PieceColumn::shapeAs(Shape shape, const Value& value) {
     if (data_.shape == Shape::Undecided) {
         data_.shape = shape;
-        data_.shapedBy = markOf(value, data_.rows);
+        data_.shapedBy = markOf(value);
         if (shape == Shape::Scalar) {
             data_.elements = data_.rows; // all missing so far
         } else {
-            std::memset(data_.rowEnds.extend(data_.rows), 0, data_.rows * sizeof(std::int64_t));
+            std::fill_n(data_.rowEnds.extend(data_.rows), data_.rows, 0);
         }
     }
     if (data_.shape != shape) {
@@ -448,7 +446,7 @@ bool PieceColumn::shapeAs(Shape shape, const Value& value) {
 /// The first value decides what all are.
 void PieceColumn::ruleBy(const Value& value) {
     data_.rule = value.IsNumber() ? Want::Number : value.IsString() ? Want::Text : Want::Boolean;
-    data_.ruledBy = markOf(value, data_.rows);
+    data_.ruledBy = markOf(value);
     appendZeros(data_.elements); // all missing so far
 }
 
@@ -461,7 +459,7 @@ bool PieceColumn::adapt(const Value& value) {
     Mark& mark = value.IsDouble()   ? data_.marks.fraction
                  : value.IsUint64() ? data_.marks.above
                                     : data_.marks.negative;
-    mark = markOf(value, data_.rows);
+    mark = markOf(value);
     const Held held = heldBy(data_.marks);
     if (held == Held::Double) {
         std::byte* const values = data_.values.data();
@@ -471,23 +469,23 @@ bool PieceColumn::adapt(const Value& value) {
     return true;
 }
 
-void PieceColumn::noteInteger(const Value& value, std::size_t row) {
+void PieceColumn::noteInteger(const Value& value, std::size_t row, std::size_t element) {
     const bool negative = !value.IsUint64();
     if (negative && !data_.marks.negative.set()) {
-        data_.marks.negative = markOf(value, row);
+        data_.marks.negative = {row, element, FoundValue::of(value, inArray_)};
     }
     if (!data_.marks.inexact.set()) {
         const auto bits =
             negative ? static_cast<std::uint64_t>(value.GetInt64()) : value.GetUint64();
         if (!tree::fitsMantissa(negative ? 0 - bits : bits)) {
-            data_.marks.inexact = markOf(value, row);
+            data_.marks.inexact = {row, element, FoundValue::of(value, inArray_)};
         }
     }
 }
 
 /// Appends what stands for missing values; nothing as long as there is no rule.
 void PieceColumn::appendZeros(std::size_t count) {
-    if (data_.rule == Want::Any) {
+    if (data_.rule == Want::Any || count == 0) {
         return;
     }
     if (isText(data_.rule)) {
@@ -502,8 +500,8 @@ void PieceColumn::appendZeros(std::size_t count) {
     }
 }
 
-Mark PieceColumn::markOf(const Value& value, std::size_t row) const {
-    return {row, FoundValue::of(value, inArray_)};
+Mark PieceColumn::markOf(const Value& value) const {
+    return {data_.rows, data_.elements, FoundValue::of(value, inArray_)};
 }
 
 std::string wantedText(const ColumnType& type, Shape shape, Want rule, bool length) {

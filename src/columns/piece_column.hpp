@@ -59,15 +59,13 @@ private:
     // How runs of values get at them: rows by their pointers, elements side by side.
     struct Rows {
         const Value* const* found;
-        std::size_t firstRow;
+        static constexpr std::size_t rowStep = 1;
         const Value* operator[](std::size_t i) const { return found[i]; }
-        std::size_t rowOf(std::size_t i) const { return firstRow + i; }
     };
     struct Elements {
         const Value* first;
-        std::size_t row;
+        static constexpr std::size_t rowStep = 0;
         const Value* operator[](std::size_t i) const { return first + i; }
-        std::size_t rowOf(std::size_t /*i*/) const { return row; }
     };
     struct Run {
         const Value* first;
@@ -99,9 +97,9 @@ private:
     bool shapeAs(Shape shape, const Value& value);
     void ruleBy(const Value& value);
     bool adapt(const Value& value);
-    void noteInteger(const Value& value, std::size_t row);
+    void noteInteger(const Value& value, std::size_t row, std::size_t element);
     void appendZeros(std::size_t count);
-    Mark markOf(const Value& value, std::size_t row) const;
+    Mark markOf(const Value& value) const;
 
     ColumnType type_;
     Gathered data_;
