@@ -237,7 +237,7 @@ Column JoinedColumn::take(bool keepType) {
     }
     rowsBefore_ += column_.rows;
     marks_ = NumberMarks();
-    held_ = class_ == Kind::Double ? Held::Double : Held::Signed;
+    held_ = Held::Signed;
     elements_ = 0;
     begun_ = false;
     return std::exchange(column_, Column());
