@@ -8,7 +8,7 @@
 #include <ostra/io/json/columns/field.hpp>
 
 #include <bit>
-#include <cstring>
+#include <cmath>
 #include <optional>
 #include <string>
 #include <vector>
@@ -284,5 +284,32 @@ private:
     std::size_t before_ = 0;                        // rows compared already
     std::vector<Row> rows_;
 };
+
+/// `set_column` of one present number, text or boolean, by its contract.
+template <class T>
+void plainSet(Value& node, const T& value, rapidjson::Document::AllocatorType& pool) {
+    if constexpr (std::is_same_v<T, std::string>) {
+        if (!node.IsString() || std::string(node.GetString(), node.GetStringLength()) != value) {
+            node = Value(value.data(), value.size(), pool);
+        }
+    } else if constexpr (std::is_same_v<T, bool>) {
+        node = Value(value);
+    } else if constexpr (std::is_same_v<T, double>) {
+        if (!node.IsNumber() ||
+            std::bit_cast<std::uint64_t>(node.GetDouble()) != std::bit_cast<std::uint64_t>(value)) {
+            node = Value(value);
+        }
+    } else { // a long double holds all three classes exactly
+        const bool negativeZero =
+            node.IsDouble() && node.GetDouble() == 0 && std::signbit(node.GetDouble());
+        const long double held = node.IsDouble()   ? node.GetDouble()
+                                 : node.IsUint64() ? static_cast<long double>(node.GetUint64())
+                                 : node.IsNumber() ? static_cast<long double>(node.GetInt64())
+                                                   : 0.5L;
+        if (held != static_cast<long double>(value) || negativeZero) {
+            node = Value(value);
+        }
+    }
+}
 
 } // namespace fuzz
