@@ -1,4 +1,3 @@
-#include <ostra/io/json/columns/column.hpp>
 #include <ostra/io/json/columns/field.hpp>
 
 #include <utility>
@@ -14,18 +13,6 @@ std::string messageOf(const std::string& field, std::size_t row, const std::stri
 }
 
 } // namespace
-
-std::size_t Column::value_count() const noexcept {
-    switch (layout) {
-    case Layout::Scalar:
-        return rows;
-    case Layout::List:
-        return static_cast<std::size_t>(lists[rows]);
-    case Layout::Fixed:
-        return rows * width;
-    }
-    return 0;
-}
 
 ColumnConflict::ColumnConflict(std::string field, std::size_t row, std::string found,
                                std::string wanted)

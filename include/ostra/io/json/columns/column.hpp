@@ -55,7 +55,9 @@ struct Column {
     Block<State> element_states; ///< `List`, `Fixed`: one a value; empty for `Scalar`
 
     /// @return the number of values, missing ones included. Cost: constant.
-    std::size_t value_count() const noexcept;
+    std::size_t value_count() const noexcept {
+        return layout == Layout::List ? static_cast<std::size_t>(lists[rows]) : rows * width;
+    }
 
     /// @return the values as `T`, which must be the type of `kind` (`std::uint8_t` for `Boolean`).
     template <class T>
