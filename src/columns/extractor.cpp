@@ -3,19 +3,12 @@
 #include "columns/field_plan.hpp"
 #include "columns/joined_column.hpp"
 #include "columns/piece.hpp"
+#include "nodes/visit_nodes.hpp"
 
 #include <algorithm>
 #include <utility>
 
 namespace ostra::io::json::columns {
-
-namespace {
-
-/// Records that are walked before their values are taken field by field: few enough to stay in the
-/// nearest cache, and enough for the loops over a field's values to run.
-constexpr std::size_t batchSize = 32;
-
-} // namespace
 
 Piece::Impl::Impl(std::shared_ptr<const FieldPlan> thePlan)
     : plan(std::move(thePlan)), walk(plan), found(plan->slots() * batchSize) {
@@ -25,18 +18,49 @@ Piece::Impl::Impl(std::shared_ptr<const FieldPlan> thePlan)
     }
 }
 
+/// Walks some records before their values are taken field by field: few enough for the nearest
+/// cache, and enough for the loops over one field's values to run.
 template <class Record>
-void Piece::Impl::append(std::size_t count, const Record& record) {
-    for (std::size_t begin = 0; begin < count; begin += batchSize) {
-        const std::size_t some = std::min(batchSize, count - begin);
-        std::fill(found.begin(), found.end(), nullptr);
-        for (std::size_t i = 0; i < some; ++i) {
-            walk.find(record(begin + i), found.data() + i, batchSize);
+void Piece::Impl::appendBatch(std::size_t count, const Record& record) {
+    std::fill(found.begin(), found.end(), nullptr);
+    for (std::size_t i = 0; i < count; ++i) {
+        walk.find(record(i), found.data() + i, batchSize);
+    }
+    for (std::size_t field = 0; field < columns.size(); ++field) {
+        columns[field].append(found.data() + plan->slotOf(field) * batchSize, count);
+    }
+    rows += count;
+}
+
+/// The records of a whole document are not in any cache: what their walks will read is asked for
+/// one batch ahead.
+void Piece::Impl::appendScattered(std::span<rapidjson::Value* const> records) {
+    for (std::size_t begin = 0; begin < records.size(); begin += batchSize) {
+        const auto rest = records.subspan(begin);
+        const std::size_t count = std::min(batchSize, rest.size());
+        appendBatch(count, [this, rest](std::size_t i) -> const rapidjson::Value& {
+            if (rest.size() - i > 2 * batchSize) {
+                tree::prefetchNode<tree::Access::Read>(rest[i + 2 * batchSize]);
+            }
+            if (rest.size() - i > batchSize) {
+                reached.fetch(*rest[i + batchSize]);
+            }
+            return *rest[i];
+        });
+        learnFrom(rest.first(count));
+    }
+}
+
+void Piece::Impl::learnFrom(std::span<rapidjson::Value* const> batch) {
+    constexpr std::size_t oneOf = 8;
+    for (std::size_t i = 0; i < batch.size(); i += oneOf) {
+        const char* const origin = tree::childStorage(*batch[i]).begin;
+        for (std::size_t slot = 0; slot < plan->slots(); ++slot) {
+            if (const rapidjson::Value* const value = found[slot * batchSize + i]) {
+                reached.learn(origin, reinterpret_cast<const char*>(value - 1), value + 1);
+            }
         }
-        for (std::size_t field = 0; field < columns.size(); ++field) {
-            columns[field].append(found.data() + plan->slotOf(field) * batchSize, some);
-        }
-        rows += some;
+        reached.nodeDone();
     }
 }
 
@@ -53,14 +77,17 @@ Piece& Piece::operator=(Piece&&) noexcept = default;
 
 void Piece::append(const rapidjson::Value* first, std::size_t count, std::size_t stride) {
     const auto* const bytes = reinterpret_cast<const char*>(first);
-    impl_->append(count, [bytes, stride](std::size_t i) -> const rapidjson::Value& {
-        return *reinterpret_cast<const rapidjson::Value*>(bytes + i * stride);
-    });
+    for (std::size_t begin = 0; begin < count; begin += Impl::batchSize) {
+        impl_->appendBatch(std::min(Impl::batchSize, count - begin),
+                           [&](std::size_t i) -> const rapidjson::Value& {
+                               return *reinterpret_cast<const rapidjson::Value*>(
+                                   bytes + (begin + i) * stride);
+                           });
+    }
 }
 
 void Piece::append(std::span<rapidjson::Value* const> records) {
-    impl_->append(records.size(),
-                  [records](std::size_t i) -> const rapidjson::Value& { return *records[i]; });
+    impl_->appendScattered(records);
 }
 
 std::size_t Piece::rows() const {

@@ -5,6 +5,7 @@
 #include "columns/extractor.hpp"
 #include "columns/piece_column.hpp"
 #include "columns/record_walk.hpp"
+#include "node_vector/reached_memory.hpp"
 
 #include <cstddef>
 #include <memory>
@@ -15,9 +16,18 @@ namespace ostra::io::json::columns {
 struct Piece::Impl {
     explicit Impl(std::shared_ptr<const FieldPlan> thePlan);
 
-    /// Appends records; `record(i)` is the i-th of them.
+    static constexpr std::size_t batchSize = 32;
+
+    /// Appends at most `batchSize` records.
+    /// @param record  `(i)`: the i-th of them; called once for each, in order.
     template <class Record>
-    void append(std::size_t count, const Record& record);
+    void appendBatch(std::size_t count, const Record& record);
+
+    /// Appends records that lie anywhere in memory.
+    void appendScattered(std::span<rapidjson::Value* const> records);
+
+    /// Learns where the values of a batch were found.
+    void learnFrom(std::span<rapidjson::Value* const> batch);
 
     /// Appends what one field selected already; null stands for an absent value. The other fields
     /// are left as they are: for plans of one field.
@@ -27,6 +37,7 @@ struct Piece::Impl {
     RecordWalk walk;
     std::vector<PieceColumn> columns;
     std::vector<const rapidjson::Value*> found; // of each slot, a batch of records
+    tree::ReachedMemory reached;
     std::size_t rows = 0;
 };
 

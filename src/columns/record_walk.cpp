@@ -31,23 +31,24 @@ bool isInline(const Value& key) {
 
 RecordWalk::RecordWalk(std::shared_ptr<const FieldPlan> plan)
     : plan_(std::move(plan)), shapes_(plan_->nodes().size()), links_(1), origins_(1),
-      visits_(plan_->nodes().size()), visited_(plan_->nodes().size()) {
+      visits_(plan_->nodes().size()), visited_(plan_->nodes().size()), open_(plan_->nodes().size()),
+      openEnd_(open_.data()) {
     for (std::size_t node = 0; node < shapes_.size(); ++node) {
         shapes_[node] = plan_->nodes()[node].steps.empty() ? noFurther : none;
     }
     links_[none].key[2] = links_[none].mask[2] = UINT64_MAX; // no key has all flags
-    open_.reserve(plan_->nodes().size());
 }
 
 /// The pointer chasing of a plain comparison is what costs: a key held inside its value is compared
 /// as three words; of a long one the length first.
 inline bool RecordWalk::matches(const Link& link, const Value& key) {
-    Words words;
-    std::memcpy(words.data(), static_cast<const void*>(&key), sizeof words);
-    const std::uint64_t different = ((words[0] ^ link.key[0]) & link.mask[0]) |
-                                    ((words[1] ^ link.key[1]) & link.mask[1]) |
-                                    ((words[2] ^ link.key[2]) & link.mask[2]);
-    if (different != 0) {
+    const char* const bytes = reinterpret_cast<const char*>(&key);
+    const auto different = [&](std::size_t i) { // one by one: loaded together, they go over memory
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes + i * sizeof word, sizeof word);
+        return (word ^ link.key[i]) & link.mask[i];
+    };
+    if ((different(0) | different(1) | different(2)) != 0) {
         return false;
     }
     if ((link.mask[2] & lengthByte) != 0) {
@@ -64,17 +65,17 @@ inline void RecordWalk::emit(std::uint32_t slot, std::uint32_t node, const Value
         target.found[slot * target.stride] = &value;
     }
     if (node != 0) {
-        open_.push_back({node, &value});
+        *openEnd_++ = {node, &value};
     }
 }
 
 void RecordWalk::find(const Value& record, const Value** found, std::size_t stride) {
-    open_.clear(); // an earlier record may have found no memory
     const Target target = {found, stride};
-    const std::vector<PathNode>& nodes = plan_->nodes();
-    if (nodes.front().slot != PathNode::noSlot) {
-        found[nodes.front().slot * stride] = &record;
+    const PathNode* const nodes = plan_->nodes().data();
+    if (nodes->slot != PathNode::noSlot) {
+        found[nodes->slot * stride] = &record;
     }
+    openEnd_ = open_.data(); // an earlier record may have found no memory
     Open at = {0, &record};
     for (;;) {
         if (at.value->IsObject()) {
@@ -82,41 +83,41 @@ void RecordWalk::find(const Value& record, const Value** found, std::size_t stri
         } else if (at.value->IsArray()) {
             enterArray(nodes[at.node], *at.value, target);
         }
-        if (open_.empty()) {
+        if (openEnd_ == open_.data()) {
             return;
         }
-        at = open_.back();
-        open_.pop_back();
+        at = *--openEnd_;
     }
 }
 
-void RecordWalk::enter(std::uint32_t node, const Value& object, const Target& target) {
-    const std::size_t openBefore = open_.size();
-    std::uint32_t at = shapes_[node];
-    std::uint32_t before = none;
+inline void RecordWalk::enter(std::uint32_t node, const Value& object, const Target& target) {
+    Open* const openBefore = openEnd_;
+    std::uint32_t at = shapes_.data()[node];
     const std::size_t count = object.MemberCount();
     if (count == 0 || at == noFurther) {
         return;
     }
+    const Link* links = links_.data();
+    std::uint32_t before = none;
     const Value::Member* member = &*object.MemberBegin();
     const Value::Member* const end = member + count;
     do {
-        while (!matches(links_[at], member->name)) {
-            at = links_[at].other;
+        while (!matches(links[at], member->name)) {
+            at = links[at].other;
             if (at == none) {
                 at = grow(node, before, member->name);
                 if (at == none) {
-                    open_.resize(openBefore);
+                    openEnd_ = openBefore;
                     enterUnknown(node, object, target);
                     return;
                 }
+                links = links_.data();
                 break;
             }
         }
-        const Link& link = links_[at];
-        emit(link.slot, link.node, member->value, target);
+        emit(links[at].slot, links[at].node, member->value, target);
         before = at;
-        at = link.next;
+        at = links[at].next;
     } while (++member != end && at != noFurther);
 }
 

@@ -29,6 +29,8 @@ namespace ostra::io::json::columns {
 class RecordWalk {
 public:
     explicit RecordWalk(std::shared_ptr<const FieldPlan> plan);
+    RecordWalk(const RecordWalk&) = delete;
+    RecordWalk& operator=(const RecordWalk&) = delete;
 
     /// Finds what the pointers select from a record.
     /// @param found  of slot 0, that of slot k lies `stride` pointers behind it times k; nothing is
@@ -84,7 +86,8 @@ private:
     std::deque<std::string> longKeys_;
     std::vector<std::uint64_t> visits_;  // of each path node, how often keys were looked up in it
     std::vector<std::uint64_t> visited_; // of each path node, by which of its parent's visits
-    std::vector<Open> open_;             // values still to be walked
+    std::vector<Open> open_;             // values still to be walked, one a path node at most
+    Open* openEnd_;
 };
 
 } // namespace ostra::io::json::columns
