@@ -40,16 +40,20 @@ std::vector<std::size_t> firstNodes(const matrix::typed_vector<bool>& missing, s
     return first;
 }
 
-/// Appends nodes that were asked for one batch ahead: they lie far apart.
+/// Appends nodes, which lie far apart, a few at a time: others are asked for in between.
+/// @param nodes  null for an absent one.
 void appendNodes(Piece& piece, std::span<Value* const> nodes) {
-    constexpr std::size_t batch = 64;
+    constexpr std::size_t batch = 16;
+    constexpr std::size_t distance = 64;
     for (std::size_t begin = 0; begin < nodes.size(); begin += batch) {
-        const std::size_t some = std::min(batch, nodes.size() - begin);
-        for (Value* const node :
-             nodes.subspan(begin + some).first(std::min(batch, nodes.size() - begin - some))) {
-            tree::prefetchNode<tree::Access::Read>(node);
+        const auto rest = nodes.subspan(begin);
+        const auto ahead = rest.subspan(std::min(distance, rest.size()));
+        for (const Value* const node : ahead.first(std::min(batch, ahead.size()))) {
+            if (node != nullptr) {
+                tree::prefetchNode<tree::Access::Read>(node);
+            }
         }
-        piece.impl().appendFound(nodes.data() + begin, some);
+        piece.impl().appendFound(rest.data(), std::min(batch, rest.size()));
     }
 }
 

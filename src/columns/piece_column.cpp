@@ -162,9 +162,11 @@ std::size_t PieceColumn::takePlain(const Source& source, std::size_t count, Bloc
 }
 
 /// Numbers whose class is not known yet; marks on the way what they rule out.
+///
+/// Flattened: RapidJSON's getters are calls otherwise, which take as long as all the rest.
 template <class Source>
-std::size_t PieceColumn::takeNumbers(const Source& source, std::size_t count,
-                                     Block<State>& states) {
+[[gnu::flatten]] std::size_t PieceColumn::takeNumbers(const Source& source, std::size_t count,
+                                                      Block<State>& states) {
     switch (data_.held) {
     case Held::Signed:
         return takePlain<std::int64_t>(
@@ -469,7 +471,8 @@ bool PieceColumn::adapt(const Value& value) {
     return true;
 }
 
-void PieceColumn::noteInteger(const Value& value, std::size_t row, std::size_t element) {
+[[gnu::noinline]] void PieceColumn::noteInteger(const Value& value, std::size_t row,
+                                                std::size_t element) {
     const bool negative = !value.IsUint64();
     if (negative && !data_.marks.negative.set()) {
         data_.marks.negative = {row, element, FoundValue::of(value, inArray_)};
