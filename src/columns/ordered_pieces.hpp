@@ -47,6 +47,9 @@ public:
 private:
     using OwnedPiece = std::unique_ptr<Piece>;
 
+    /// Pieces that may wait for the one that is due: a thread that is held up holds up others late.
+    static constexpr std::size_t mostAhead = 64;
+
     static std::size_t mostWorkers() {
         return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 4, 256);
     }
@@ -57,7 +60,7 @@ private:
         while (nextChunk_ < chunks_ && !failed_) {
             const std::size_t chunk = nextChunk_++;
             // The one whose chunk is due next never waits, and whoever joins goes on.
-            mayGoOn_.wait(lock, [&] { return failed_ || chunk < nextDue_ + 4 * mostWorkers(); });
+            mayGoOn_.wait(lock, [&] { return failed_ || chunk < nextDue_ + mostAhead; });
             OwnedPiece piece;
             if (!spare_.empty()) {
                 piece = std::move(spare_.back());
