@@ -36,17 +36,19 @@ bool refused(const NodeVector& records, const std::vector<Field>& fields) {
         return false;
     } catch (const std::invalid_argument&) {
         return true;
+    } catch (const columns::ColumnConflict&) {
+        return false;
     }
 }
 
-/// Sets what was taken, which changes nothing, then the column turned round.
+/// Sets what was taken, which changes nothing.
 void setBack(const NodeVector& nodes, const Column& column, Value& root) {
     if (column.kind == Kind::Json || column.layout != Layout::Scalar) {
         return;
     }
     const std::string before = textOf(root);
-    columns::ColumnView view = {column.kind, column.rows, column.values.data(),
-                                column.offsets.data(), column.states.data()};
+    const columns::ColumnView view = {column.kind, column.rows, column.values.data(),
+                                      column.offsets.data(), column.states.data()};
     columns::set_column(nodes, view);
     check(textOf(root) == before, "setting what is there already");
 }

@@ -79,7 +79,6 @@ __attribute__((visibility("default"))) void* mmap(void* at, std::size_t size, in
 namespace {
 
 namespace columns = ostra::io::json::columns;
-using columns::ColumnType;
 using columns::Field;
 using columns::Layout;
 using columns::Want;
@@ -116,7 +115,7 @@ const std::vector<Operation>& operations() {
                                               {"v", "/v", {Want::Any, Layout::List, 1, {}}},
                                               {"j", "/j/a/0", {}},
                                               {"json", "/v", {Want::Json, Layout::Scalar, 1, {}}}};
-    static const std::string texts(4 * 30, 'x');
+    static const std::string texts(120, 'x');
     static const std::int64_t offsets[] = {0, 30, 60, 90, 120};
     static const std::vector<Operation> all = {
         {"select", records(), false, [](const auto& nodes) { columns::select(nodes, fields); }},

@@ -250,11 +250,12 @@ TEST(GetColumn, SettlesTypesAndNamesConflicts) {
 
 TEST(GetColumn, GivesARowARecordWithAMissMask) {
     const auto records = test::elementsOf(R"([{"a": 1}, {}, {"a": null}, {"a": 2}, 5])");
-    const auto [found, missing] = records.get_children("/a");
-    EXPECT_EQ(shown(columns::get_column(found, {}, missing.get())), "int64 1 - null 2 -");
-    EXPECT_EQ(test::messageOf<std::invalid_argument>(
-                  [&] { columns::get_column(records, {}, missing.get()); }),
-              "a miss mask with 3 zeros for 5 nodes");
+    const auto looked = records.get_children("/a");
+    const auto* const missing = looked.second.get();
+    EXPECT_EQ(shown(columns::get_column(looked.first, {}, missing)), "int64 1 - null 2 -");
+    EXPECT_EQ(
+        test::messageOf<std::invalid_argument>([&] { columns::get_column(records, {}, missing); }),
+        "a miss mask with 3 zeros for 5 nodes");
     const Field bad[] = {{"height", "h", {}}};
     EXPECT_THAT(test::messageOf<std::invalid_argument>([&] { columns::select(records, bad); }),
                 testing::StartsWith("field 'height': "));
@@ -400,9 +401,10 @@ TEST(SetColumn, RefusesBeforeItChangesAnything) {
         {{Kind::Text, 3, "1\xc3\xa9", offsets, nullptr}, "the text of row 1 is not UTF-8"},
         {{Kind::Text, 3, "12\xc3", offsets, nullptr}, "the text of row 2 is not UTF-8"},
     };
-    for (const auto& [view, message] : cases) {
-        EXPECT_EQ(test::messageOf<std::invalid_argument>([&] { columns::set_column(nodes, view); }),
-                  message);
+    for (const auto& one : cases) {
+        EXPECT_EQ(
+            test::messageOf<std::invalid_argument>([&] { columns::set_column(nodes, one.view); }),
+            one.message);
         EXPECT_EQ(test::textOf(*nodes.dom), before);
     }
     columns::set_column(nodes, {Kind::Text, 3,

@@ -57,6 +57,7 @@ public:
     /// @throws ColumnConflict  with the row counted over all pieces. @throws std::bad_alloc
     void append(const Piece& piece);
 
+    /// Rows since the last `take`.
     std::size_t rows() const;
 
     /// Settles types and hands the columns out; this is as new then, but for what `keepTypes`

@@ -26,7 +26,10 @@ enum class Want : std::uint8_t {
     Json,    ///< any value, as its own JSON text
 };
 
-/// What a value of another type than the wanted one is.
+/// What a value is that does not fit the type: one of another type than the wanted one, as a row or
+/// as an element of an array, and an array of another length than `ColumnType::width`. Where no
+/// type is wanted, objects and arrays of arrays are such values; a mixture of kinds is an error in
+/// any case.
 enum class Mismatch : std::uint8_t {
     Refuse, ///< an error that names the row
     Missing ///< missing: its state is `State::Null`
@@ -41,13 +44,15 @@ enum class Mismatch : std::uint8_t {
 /// missing give `Double`.
 struct ColumnType {
     Want want = Want::Any;
-    /// `Any` with `Scalar` takes scalars or arrays of scalars, whichever the rows are. `List`
-    /// flattens each row as `NodeVector::get_children_exhaustive` does: nested arrays to their
-    /// scalars in order, objects dropped, a scalar as a list of one. `Fixed` takes arrays that
-    /// flatten to exactly `width` values.
+    /// How rows lie.
+    ///
+    /// `Scalar`: one value a row; with `Any`, scalars or arrays of scalars, whichever the rows are.
+    /// `List`: each row is flattened as `NodeVector::get_children_exhaustive` does it: nested arrays
+    /// to their scalars in order, objects dropped, a scalar as a list of one. `Fixed`: the same, for
+    /// rows that flatten to exactly `width` values. A row that is null is missing in all of them.
     Layout layout = Layout::Scalar;
-    std::size_t width = 1;                ///< of `Fixed`, above 0
-    Mismatch mismatch = Mismatch::Refuse; ///< also for arrays of another length than `width`
+    std::size_t width = 1; ///< of `Fixed`, above 0
+    Mismatch mismatch = Mismatch::Refuse;
 };
 
 /// A column to be taken from records.
@@ -57,13 +62,14 @@ struct Field {
     ColumnType type;
 };
 
-/// A value that its column cannot hold. `what()` names field, row and what stands there.
+/// A value that its column cannot hold. `what()` reads `field 'depth', row 7: a string where the
+/// column holds numbers`. Copies share nothing with the document.
 class TVIOJSONCOLUMNS_EXPORT ColumnConflict : public std::runtime_error {
 public:
     /// @param field   the field's name; empty for a column of nodes.
-    /// @param row     from 0.
-    /// @param found   what stands there, e.g. "a string", "3.5", "an array of 4".
-    /// @param wanted  what the column holds, e.g. "int64", "an array of 3".
+    /// @param row     from 0; of columns in batches, counted over all of them.
+    /// @param found   what stands there: "a string", "3.5", "an array of 4", "a string in an array".
+    /// @param wanted  what the column holds: "int64", "strings", "arrays of 3".
     ColumnConflict(std::string field, std::size_t row, std::string found, std::string wanted);
     ~ColumnConflict() override;
     ColumnConflict(const ColumnConflict&) = default;

@@ -46,17 +46,22 @@ enum class MissingRows : std::uint8_t { Keep, SetNull };
 
 /// Writes one value into each node.
 ///
-/// A node that holds that value already is left untouched: the same number (compared as the class
-/// of `view.kind` holds it, doubles by their bits), boolean or text. So writing back what
-/// `get_column` gave leaves the document unchanged to the byte.
+/// A node that holds that value already is left untouched: the same boolean, the same text, or the
+/// same number. For doubles that is a number with the same bits as a double, for integers the same
+/// integer or the double that is exactly it: so 2 leaves 2.0 as it is, and 2.0 leaves 2. What
+/// `get_column` gave, written back, leaves the document unchanged to the byte. Any other node,
+/// containers included, is replaced.
 ///
-/// @param nodes    the nodes; a node that stands twice takes the last value.
+/// @param nodes    the nodes; one that stands twice takes the last value.
 /// @param view     one row a node; present texts must be valid UTF-8.
 /// @param missing  whether missing rows leave their nodes alone or make them null.
 /// @throws std::invalid_argument  if `view.rows` differs from the number of nodes, `view.kind` is
-///                                `Json`, offsets descend, or a text is not UTF-8; nothing changes.
+///                                `Json`, values or offsets are null where they are needed, offsets
+///                                are negative or descend, or a present text is not UTF-8; nothing
+///                                changes.
 /// @throws std::bad_alloc         nothing changes.
-/// Cost: linear in the nodes and the bytes of texts.
+/// Cost: linear in the nodes and the bytes of texts; the memory of replaced texts stays the
+/// document's.
 TVIOJSONCOLUMNS_EXPORT void set_column(const tree::NodeVector& nodes, const ColumnView& view,
                                        MissingRows missing = MissingRows::Keep);
 
@@ -68,8 +73,8 @@ TVIOJSONCOLUMNS_EXPORT void set_column(const tree::NodeVector& nodes, const Colu
 /// @param records  one a row; of any type.
 /// @param fields   in any order; several may name the same value.
 /// @return one column a field, in their order.
-/// @throws ColumnConflict         naming the field and the first row that does not fit; of several
-///                                fields, the first one.
+/// @throws ColumnConflict         naming the first row that does not fit, and of several fields
+///                                that it does not fit the first one.
 /// @throws std::invalid_argument  if a pointer or type does not make sense, naming the field.
 /// @throws std::bad_alloc
 /// Cost: linear in the records; neighbours of the same shape cost one comparison a key.
