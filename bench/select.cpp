@@ -20,6 +20,7 @@ constexpr std::array selectors = {"/id", "/seq", "/pos/x", "/pos/y", "/pos/depth
 
 std::vector<columns::Field> fields() {
     std::vector<columns::Field> all;
+    all.reserve(selectors.size());
     for (const char* selector : selectors) {
         all.push_back({selector, selector, {}});
     }
@@ -53,6 +54,7 @@ bool holds(const columns::Column& column, const NodeVector& records, const char*
 
 std::vector<bench::tree::NodeVectorData> byLookups(const NodeVector& records) {
     std::vector<bench::tree::NodeVectorData> all;
+    all.reserve(selectors.size());
     for (const char* selector : selectors) {
         all.push_back(records.get_children(selector).first.get_data());
     }

@@ -8,14 +8,6 @@ namespace ostra::io::json::columns {
 
 namespace {
 
-bool isText(Want rule) {
-    return rule == Want::Text || rule == Want::Json;
-}
-
-std::size_t sizeOf(Want rule) {
-    return rule == Want::Boolean ? 1 : 8;
-}
-
 constexpr std::size_t mostLikelyRows = std::size_t{1} << 40U;
 
 const char* nameOf(Kind kind) {

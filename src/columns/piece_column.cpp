@@ -1,10 +1,6 @@
 #include "columns/piece_column.hpp"
 
-#include "document/serialise.hpp"
-#include "node_content/number_class.hpp"
-
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 namespace ostra::io::json::columns {
@@ -21,33 +17,11 @@ bool holdsContainers(const Value& array) {
     return std::any_of(array.Begin(), array.End(), isContainer);
 }
 
-/// Beyond, an integer has to be looked at more closely.
-constexpr std::uint64_t allExact = std::uint64_t{1} << 53U;
-
-std::size_t sizeOf(Want rule) {
-    return rule == Want::Boolean ? 1 : 8;
-}
-
-bool isText(Want rule) {
-    return rule == Want::Text || rule == Want::Json;
-}
-
 void appendFilled(Block<State>& states, std::size_t count, State state) {
     std::memset(static_cast<void*>(states.extend(count)), static_cast<int>(state), count);
 }
 
 } // namespace
-
-void toDoubles(const std::byte* from, Held held, std::size_t count, std::byte* to) {
-    for (std::size_t i = 0; i < count; ++i) {
-        std::int64_t integer = 0;
-        std::memcpy(&integer, from + 8 * i, 8);
-        const double number = held == Held::Signed
-                                  ? static_cast<double>(integer)
-                                  : static_cast<double>(static_cast<std::uint64_t>(integer));
-        std::memcpy(to + 8 * i, &number, 8);
-    }
-}
 
 void Gathered::clear() noexcept {
     rows = elements = 0;
@@ -89,179 +63,6 @@ void PieceColumn::append(const Value* const* found, std::size_t count) {
         }
     }
     data_.rows += count - done;
-}
-
-/// Appends values up to the first that takes more thought.
-/// @param states  where their states go.
-/// @return how many were appended.
-template <class Source>
-std::size_t PieceColumn::takeRun(const Source& source, std::size_t count, Block<State>& states) {
-    switch (data_.rule) {
-    case Want::Any:
-        return 0;
-    case Want::Number:
-        return takeNumbers(source, count, states);
-    case Want::Int64:
-        return takePlain<std::int64_t>(source, count, states,
-                                       [](const Value& value, std::int64_t& to, std::size_t) {
-                                           to = value.IsInt64() ? value.GetInt64() : 0;
-                                           return value.IsInt64() && !value.IsDouble();
-                                       });
-    case Want::Uint64:
-        return takePlain<std::uint64_t>(source, count, states,
-                                        [](const Value& value, std::uint64_t& to, std::size_t) {
-                                            to = value.IsUint64() ? value.GetUint64() : 0;
-                                            return value.IsUint64() && !value.IsDouble();
-                                        });
-    case Want::Double:
-        return takePlain<double>(source, count, states,
-                                 [](const Value& value, double& to, std::size_t) {
-                                     to = value.IsNumber() ? value.GetDouble() : 0;
-                                     return value.IsNumber();
-                                 });
-    case Want::Boolean:
-        return takePlain<std::uint8_t>(source, count, states,
-                                       [](const Value& value, std::uint8_t& to, std::size_t) {
-                                           to = value.IsTrue() ? 1 : 0;
-                                           return value.IsBool();
-                                       });
-    case Want::Text:
-        return takeTexts(source, count, states);
-    case Want::Json:
-        return takeJson(source, count, states);
-    }
-    return 0;
-}
-
-/// @param convert  `(value, to, i)`: whether value `i` is of the kind; it is in `to` then.
-template <class T, class Source, class Convert>
-std::size_t PieceColumn::takePlain(const Source& source, std::size_t count, Block<State>& states,
-                                   const Convert& convert) {
-    const std::size_t before = data_.values.size();
-    const std::size_t statesBefore = states.size();
-    State* const state = states.extend(count);
-    std::byte* const to = data_.values.extend(count * sizeof(T));
-    std::size_t i = 0;
-    for (; i < count; ++i) {
-        const Value* const value = source[i];
-        T converted{};
-        if (value == nullptr) {
-            state[i] = State::Absent;
-        } else if (convert(*value, converted, i)) {
-            state[i] = State::Present;
-        } else if (value->IsNull()) {
-            state[i] = State::Null;
-        } else {
-            break;
-        }
-        std::memcpy(to + i * sizeof(T), &converted, sizeof(T));
-    }
-    data_.values.setSize(before + i * sizeof(T));
-    states.setSize(statesBefore + i);
-    return i;
-}
-
-/// Numbers whose class is not known yet; marks on the way what they rule out.
-///
-/// Flattened: RapidJSON's getters are calls otherwise, which take as long as all the rest.
-template <class Source>
-[[gnu::flatten]] std::size_t PieceColumn::takeNumbers(const Source& source, std::size_t count,
-                                                      Block<State>& states) {
-    switch (data_.held) {
-    case Held::Signed:
-        return takePlain<std::int64_t>(
-            source, count, states, [this](const Value& value, std::int64_t& to, std::size_t i) {
-                if (value.IsDouble() || !value.IsInt64()) {
-                    return false;
-                }
-                to = value.GetInt64();
-                if (static_cast<std::uint64_t>(to) > allExact) { // or negative
-                    noteInteger(value, data_.rows + i * Source::rowStep, data_.elements + i);
-                }
-                return true;
-            });
-    case Held::Unsigned:
-        return takePlain<std::uint64_t>(
-            source, count, states, [this](const Value& value, std::uint64_t& to, std::size_t i) {
-                if (value.IsDouble() || !value.IsUint64()) {
-                    return false;
-                }
-                to = value.GetUint64();
-                if (to > allExact) {
-                    noteInteger(value, data_.rows + i * Source::rowStep, data_.elements + i);
-                }
-                return true;
-            });
-    case Held::Double:
-        return takePlain<double>(
-            source, count, states, [this](const Value& value, double& to, std::size_t i) {
-                if (!value.IsNumber()) {
-                    return false;
-                }
-                to = value.GetDouble();
-                if (!value.IsDouble()) {
-                    noteInteger(value, data_.rows + i * Source::rowStep, data_.elements + i);
-                }
-                return true;
-            });
-    }
-    return 0;
-}
-
-/// Most texts are held inside their values: all bytes of those are copied without a loop, and what
-/// is too many is written over by the next one.
-template <class Source>
-std::size_t PieceColumn::takeTexts(const Source& source, std::size_t count, Block<State>& states) {
-    const std::size_t before = states.size();
-    State* const state = states.extend(count);
-    const std::size_t endsBefore = data_.ends.size();
-    std::int64_t* const ends = data_.ends.extend(count);
-    std::size_t used = data_.values.size();
-    std::size_t i = 0;
-    for (; i < count; ++i) {
-        const Value* const value = source[i];
-        if (value == nullptr) {
-            state[i] = State::Absent;
-        } else if (value->IsString()) {
-            state[i] = State::Present;
-            const char* const text = value->GetString();
-            const std::size_t length = value->GetStringLength();
-            data_.values.setSize(used);
-            data_.values.reserve(used + length + sizeof(Value));
-            std::byte* const to = data_.values.data() + used;
-            if (text == reinterpret_cast<const char*>(value)) {
-                std::memcpy(to, text, sizeof(Value));
-            } else {
-                std::memcpy(to, text, length);
-            }
-            used += length;
-        } else if (value->IsNull()) {
-            state[i] = State::Null;
-        } else {
-            break;
-        }
-        ends[i] = static_cast<std::int64_t>(used);
-    }
-    data_.values.setSize(used);
-    data_.ends.setSize(endsBefore + i);
-    states.setSize(before + i);
-    return i;
-}
-
-template <class Source>
-std::size_t PieceColumn::takeJson(const Source& source, std::size_t count, Block<State>& states) {
-    for (std::size_t i = 0; i < count; ++i) {
-        const Value* const value = source[i];
-        if (value != nullptr && !value->IsNull()) {
-            const tree::TextBuffer text = tree::serialise(*value, {});
-            data_.values.append(reinterpret_cast<const std::byte*>(text.data()), text.size());
-        }
-        data_.ends.push_back(static_cast<std::int64_t>(data_.values.size()));
-        states.push_back(value == nullptr  ? State::Absent
-                         : value->IsNull() ? State::Null
-                                           : State::Present);
-    }
-    return count;
 }
 
 void PieceColumn::takeRow(const Value* value) {
@@ -471,21 +272,6 @@ bool PieceColumn::adapt(const Value& value) {
     return true;
 }
 
-[[gnu::noinline]] void PieceColumn::noteInteger(const Value& value, std::size_t row,
-                                                std::size_t element) {
-    const bool negative = !value.IsUint64();
-    if (negative && !data_.marks.negative.set()) {
-        data_.marks.negative = {row, element, FoundValue::of(value, inArray_)};
-    }
-    if (!data_.marks.inexact.set()) {
-        const auto bits =
-            negative ? static_cast<std::uint64_t>(value.GetInt64()) : value.GetUint64();
-        if (!tree::fitsMantissa(negative ? 0 - bits : bits)) {
-            data_.marks.inexact = {row, element, FoundValue::of(value, inArray_)};
-        }
-    }
-}
-
 /// Appends what stands for missing values; nothing as long as there is no rule.
 void PieceColumn::appendZeros(std::size_t count) {
     if (data_.rule == Want::Any || count == 0) {
@@ -505,33 +291,6 @@ void PieceColumn::appendZeros(std::size_t count) {
 
 Mark PieceColumn::markOf(const Value& value) const {
     return {data_.rows, data_.elements, FoundValue::of(value, inArray_)};
-}
-
-std::string wantedText(const ColumnType& type, Shape shape, Want rule, bool length) {
-    if (length) {
-        return "arrays of " + std::to_string(type.width);
-    }
-    switch (rule) {
-    case Want::Any:
-        return shape == Shape::Undecided ? "scalars or arrays of scalars"
-               : shape == Shape::Scalar  ? "scalars"
-                                         : "arrays of scalars";
-    case Want::Number:
-        return shape == Shape::Scalar ? "numbers" : "arrays of numbers";
-    case Want::Int64:
-        return shape == Shape::Scalar ? "int64" : "arrays of int64";
-    case Want::Uint64:
-        return shape == Shape::Scalar ? "uint64" : "arrays of uint64";
-    case Want::Double:
-        return shape == Shape::Scalar ? "double" : "arrays of double";
-    case Want::Boolean:
-        return shape == Shape::Scalar ? "booleans" : "arrays of booleans";
-    case Want::Text:
-        return shape == Shape::Scalar ? "strings" : "arrays of strings";
-    case Want::Json:
-        break;
-    }
-    return "JSON";
 }
 
 } // namespace ostra::io::json::columns

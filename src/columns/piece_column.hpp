@@ -17,6 +17,14 @@ namespace ostra::io::json::columns {
 /// How rows lie, as far as it is known.
 enum class Shape : std::uint8_t { Undecided, Scalar, List, Fixed };
 
+/// Whether values are texts with offsets; all others have one size.
+inline bool isText(Want rule) {
+    return rule == Want::Text || rule == Want::Json;
+}
+inline std::size_t sizeOf(Want rule) {
+    return rule == Want::Boolean ? 1 : 8;
+}
+
 /// What a piece knows of its rows. Rows count from its beginning.
 struct Gathered {
     std::size_t rows = 0;
