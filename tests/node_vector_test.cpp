@@ -210,7 +210,7 @@ TEST(Resizing, TakesMemoryOnceForAnArrayThatIsListedOften) {
     const std::size_t before = pool.Size();
     nodes.set_number_of_children(10'000);
     EXPECT_EQ(list.front()->Size(), 10'000U);
-    EXPECT_LT(pool.Size() - before, 2 * 10'000 * sizeof(Value) + 10'000);
+    EXPECT_LT(pool.Size() - before, 20'000 * sizeof(Value) + 10'000);
 }
 
 TEST(Resizing, NeedsNoDocumentWhereNoArrayNeedsMemory) {

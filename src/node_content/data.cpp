@@ -53,9 +53,9 @@ class GatheredNumbers {
 public:
     /// @param count  how many will be added.
     explicit GatheredNumbers(std::size_t count)
-        : count_(count), bits_(std::make_unique_for_overwrite<std::uint64_t[]>(count)),
-          classes_(std::make_unique_for_overwrite<std::uint8_t[]>(count)), nextBits_(bits_.get()),
-          nextClass_(classes_.get()) {
+        : count_(count), bits_(std::make_unique_for_overwrite<std::uint64_t[]>(count + 1)),
+          classes_(std::make_unique_for_overwrite<std::uint8_t[]>(count + 1)),
+          nextBits_(bits_.get()), nextClass_(classes_.get()) {
         base::adviseHugePages(bits_.get(), count * sizeof(std::uint64_t));
     }
 
@@ -131,10 +131,11 @@ public:
     }
 
 private:
-    /// Null if there is no array, since nothing is taken from it.
+    /// Nothing is taken if there is no array.
     template <class T>
     static const T* start(const NumericArray<T>& array) {
-        return array != nullptr ? array->data() : nullptr;
+        static constexpr T nothing = {};
+        return array != nullptr ? array->data() : &nothing;
     }
 
     const Tarvel::String::String* strings_;

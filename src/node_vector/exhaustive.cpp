@@ -146,11 +146,12 @@ private:
         const auto append = [&leaves, end](rapidjson::Value* first, std::size_t length) {
             std::size_t k = 0;
             if (static_cast<std::size_t>(end - leaves) >= few) {
-                // The length of short runs cannot be predicted: the surplus is overwritten.
-                const auto address = reinterpret_cast<std::uintptr_t>(first);
-                for (; k < few; ++k) {
-                    leaves[k] =
-                        reinterpret_cast<rapidjson::Value*>(address + k * sizeof(rapidjson::Value));
+                // The length of short runs cannot be predicted: the surplus is overwritten. It is
+                // made of addresses, for there are no values.
+                auto address = reinterpret_cast<std::uintptr_t>(first);
+                for (; k < few; ++k, address += sizeof(rapidjson::Value)) {
+                    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+                    leaves[k] = reinterpret_cast<rapidjson::Value*>(address);
                 }
             }
             for (; k < length; ++k) {
