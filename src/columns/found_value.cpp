@@ -1,6 +1,6 @@
 #include "columns/found_value.hpp"
 
-#include "document/number_text.hpp"
+#include "document/write_number.hpp"
 
 namespace ostra::io::json::columns {
 

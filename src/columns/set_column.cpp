@@ -202,6 +202,12 @@ bool needsMemory(std::string_view text) {
     return text.size() > base::RawValue::longestInline;
 }
 
+/// Bytes of a piece that such a text takes.
+std::size_t memoryOf(std::string_view text) {
+    constexpr std::size_t alignment = 8;
+    return (text.size() + 1 + alignment - 1) & ~(alignment - 1);
+}
+
 /// @param pool  gives the memory of a text that a value cannot hold in itself.
 Value makeText(std::string_view text, tree::Pool& pool) {
     Value value;
@@ -231,7 +237,7 @@ std::vector<std::size_t> memoryNeeds(Nodes nodes, const ColumnView& view, bool o
                 const std::size_t row = chunk * chunkSize + i;
                 if (isPresent(view, row) && needsMemory(textAt(view, row)) &&
                     !(onlyChanges && holds(node, textAt(view, row)))) {
-                    need += tree::PoolPieces::allocationSize(textAt(view, row).size() + 1);
+                    need += memoryOf(textAt(view, row));
                 }
             };
             tree::visitNodes<tree::Access::Read>(chunkOf(nodes, chunk), add);
