@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool valid = readFields(choices, fields);
     const auto dom = tree::make_dom_ptr();
     try {
-        dom->document = core::parse_json_document(u"", bytesOf(choices.rest()), {});
+        dom->document = core::parse_json_document(u"", toBytes(choices.rest()), {});
     } catch (const std::exception&) {
         return 0;
     }
