@@ -250,7 +250,7 @@ rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_vi
     ChunkedReading<Plain> reading(plain, text, chunkSize, document.GetAllocator());
     try {
         static_cast<rapidjson::Value&>(document) = reading.read();
-    } catch (const JSONParseError&) {
+    } catch (const ParseError&) {
         // Malformed UTF-8 is reported before all else, wherever it stands; every stretch was looked
         // at only just before it was read, while it was on its way into the cache.
         plain.requireUtf8(text, 0, text.size());

@@ -20,7 +20,7 @@ namespace ostra::io::json::core {
 ///
 /// @param text       of any content.
 /// @param chunkSize  bytes of text, above 0.
-/// @throws JSONParseError  where the text is refused: for the first malformed UTF-8 in it, or for
+/// @throws ParseError  where the text is refused: for the first malformed UTF-8 in it, or for
 ///                         what the reader meets first.
 /// @throws std::bad_alloc  where memory is exhausted.
 rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,

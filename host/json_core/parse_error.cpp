@@ -1,48 +1,47 @@
 #include "parse_error.hpp"
 
 #include "platform/text_conversion.hpp"
-#include "utf8.hpp"
+
+#include <ostra/io/json/core/text_position.hpp>
+
+#include <utility>
 
 namespace ostra::io::json::core {
 
 namespace {
 
-struct LineAndColumn {
-    std::size_t line = 1;
-    std::size_t column = 1;
-};
-
-/// Reads the text anew, so that reading without an error pays nothing for positions.
-LineAndColumn locate(std::string_view text, std::size_t offset) {
-    LineAndColumn position;
-    for (std::size_t i = byteOrderMarkSize(text); i < offset; ++i) {
-        const char c = text[i];
-        const bool insideCrLf = c == '\r' && i + 1 < text.size() && text[i + 1] == '\n';
-        if (c == '\n' || (c == '\r' && !insideCrLf)) {
-            ++position.line;
-            position.column = 1;
-        } else if ((static_cast<unsigned char>(c) & 0xC0U) != 0x80U) {
-            ++position.column;
-        }
+std::string messageOf(const ParseErrorFields& fields) {
+    std::string message;
+    if (!fields.source.empty()) {
+        message = printable(fields.source) + ':';
     }
-    return position;
+    message += std::to_string(fields.line) + ':' + std::to_string(fields.column) + ": " +
+               fields.reason + " (byte " + std::to_string(fields.byte);
+    if (fields.record) {
+        message += ", record " + std::to_string(*fields.record);
+    }
+    return message + ')';
 }
 
 } // namespace
 
-JSONParseError::JSONParseError(const std::string& message) : std::runtime_error(message) {}
-JSONParseError::~JSONParseError() = default;
+ParseError::ParseError(ParseErrorFields fields)
+    : std::runtime_error(messageOf(fields)),
+      fields_(std::make_shared<const ParseErrorFields>(std::move(fields))) {}
+ParseError::~ParseError() = default;
 
 void throwParseError(const std::u16string& sourceName, std::string_view text, std::size_t offset,
                      const std::string& reason) {
-    std::string message;
-    if (!sourceName.empty()) {
-        message = printable(fl::i18n::ustring_to_utf8(sourceName)) + ':';
-    }
-    const LineAndColumn position = locate(text, offset);
-    message += std::to_string(position.line) + ':' + std::to_string(position.column) + ": " +
-               reason + " (byte " + std::to_string(offset) + ')';
-    throw JSONParseError(message);
+    // Reads the text anew, so that reading without an error pays nothing for positions.
+    TextPosition position;
+    position.advance(text.substr(0, offset));
+    const auto [line, column] = position.place(text.substr(offset).starts_with('\n'));
+    throw ParseError({.source = fl::i18n::ustring_to_utf8(sourceName),
+                      .line = line,
+                      .column = column,
+                      .byte = offset,
+                      .record = std::nullopt,
+                      .reason = reason});
 }
 
 std::string printable(std::string_view text) {

@@ -1,23 +1,17 @@
 #pragma once
 
-/// The error that the JSON reader reports, and how its message is made.
+/// How the JSON reader reports an error.
+
+#include <ostra/io/json/core/parse_error.hpp>
 
 #include <cstddef>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace ostra::io::json::core {
 
-/// A text that is no JSON. `what()` reads `stations.json:12:7: expected ',' or '}' (byte 311)`.
-class __attribute__((visibility("default"))) JSONParseError : public std::runtime_error {
-public:
-    explicit JSONParseError(const std::string& message);
-    ~JSONParseError() override;
-};
-
-/// Throws a `JSONParseError`.
+/// Throws a `ParseError`.
 ///
 /// The message names the source (left out with its colon when empty), line and column, the reason,
 /// and the byte. Lines and columns count from 1; LF, CRLF and a lone CR each end a line, as they do

@@ -23,7 +23,7 @@ namespace ostra::io::json::core {
 /// raw number text drops exponents and still refuses `0e400`, a NUL byte ends its input silently,
 /// its encoding validation reads past the end, and an error is a bare code and offset.
 ///
-/// Every refusal is a `JSONParseError` at the byte where the text stops making sense, but for
+/// Every refusal is a `ParseError` at the byte where the text stops making sense, but for
 /// these, which are reported where the reader of the message has to look: a string or comment
 /// without end, a bad escape, word, or number out of range, and a leading zero, at their first
 /// byte; a trailing comma at the comma.
@@ -38,7 +38,7 @@ public:
                const ReadJSONDocumentOptions& options, ValueBuilder& builder);
 
     // Reading a text: `start`, then `readTo` or `adopt` while a value is due, then `finish`. All
-    // throw JSONParseError where the text is refused, std::bad_alloc where memory is exhausted.
+    // throw ParseError where the text is refused, std::bad_alloc where memory is exhausted.
 
     /// Goes to the root value, which is due then.
     void start();
