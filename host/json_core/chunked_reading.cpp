@@ -36,13 +36,17 @@ std::vector<std::size_t> chunkBeginnings(std::string_view text, std::size_t chun
 struct Strict {
     using Reader = StrictReader;
 
-    static Reader reader(std::string_view text, ValueBuilder& values) { return {text, values}; }
+    Reader reader(std::string_view text, ValueBuilder& values) const {
+        return {text, values, bigIntegers};
+    }
 
     static void requireUtf8(std::string_view text, std::size_t begin, std::size_t end) {
         if (!isWellFormedUtf8(text.substr(begin, end - begin))) {
             throw NotStrict();
         }
     }
+
+    BigIntegerRule bigIntegers;
 };
 
 /// Reading with the reader that knows all options and reports every error.
@@ -50,21 +54,20 @@ struct Plain {
     using Reader = TextReader;
 
     Reader reader(std::string_view text, ValueBuilder& values) const {
-        return {sourceName, text, options, values};
+        return {sourceName, text, options, values, bigIntegers};
     }
 
     void requireUtf8(std::string_view text, std::size_t begin, std::size_t end) const {
         const std::string_view part = text.substr(begin, end - begin);
         const std::size_t malformed = findMalformedUtf8(part);
         if (malformed != part.size()) {
-            const auto byte = static_cast<unsigned char>(part[malformed]);
-            throwParseError(sourceName, text, begin + malformed,
-                            "malformed UTF-8 at byte value 0x" + hexadecimal(byte, 2));
+            throwMalformed(sourceName, text, begin + malformed);
         }
     }
 
     const std::u16string& sourceName;
     const ReadJSONDocumentOptions& options;
+    BigIntegerRule bigIntegers;
 };
 
 /// One text being read, by readers of one kind.
@@ -216,10 +219,11 @@ private:
     std::vector<std::unique_ptr<ValueBuilder>> spare_; // as new, but with room for waiting values
 };
 
-bool readInOneGo(std::string_view text, rapidjson::Document& document) {
+bool readInOneGo(std::string_view text, BigIntegerRule bigIntegers,
+                 rapidjson::Document& document) {
     BlockSource blocks(document.GetAllocator(), text.size(), BlockSource::Takers::one);
     ValueBuilder values(blocks);
-    StrictReader reader(text, values);
+    StrictReader reader(text, values, bigIntegers);
     // ASCII, which most texts are, need not be validated.
     if (!reader.readAll() || (!reader.readOnlyAscii() && !isWellFormedUtf8(text))) {
         return false;
@@ -230,12 +234,13 @@ bool readInOneGo(std::string_view text, rapidjson::Document& document) {
 
 } // namespace
 
-bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Document& document) {
+bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Document& document,
+                  BigIntegerRule bigIntegers) {
     if (text.size() < chunkSize || text.size() - chunkSize < chunkSize) {
-        return readInOneGo(text, document);
+        return readInOneGo(text, bigIntegers, document);
     }
     try {
-        ChunkedReading<Strict> reading({}, text, chunkSize, document.GetAllocator());
+        ChunkedReading<Strict> reading({bigIntegers}, text, chunkSize, document.GetAllocator());
         static_cast<rapidjson::Value&>(document) = reading.read();
         return true;
     } catch (const NotStrict&) {
@@ -244,9 +249,10 @@ bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Docum
 }
 
 rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_view text,
-                                const ReadJSONDocumentOptions& options, std::size_t chunkSize) {
+                                const ReadJSONDocumentOptions& options, std::size_t chunkSize,
+                                BigIntegerRule bigIntegers) {
     rapidjson::Document document;
-    const Plain plain{.sourceName = sourceName, .options = options};
+    const Plain plain{.sourceName = sourceName, .options = options, .bigIntegers = bigIntegers};
     ChunkedReading<Plain> reading(plain, text, chunkSize, document.GetAllocator());
     try {
         static_cast<rapidjson::Value&>(document) = reading.read();
@@ -260,10 +266,11 @@ rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_vi
 }
 
 rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
-                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize) {
+                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize,
+                                BigIntegerRule bigIntegers) {
     rapidjson::Document document;
-    if (!readStrictly(text, chunkSize, document)) {
-        document = readPlainly(sourceName, text, options, chunkSize);
+    if (!readStrictly(text, chunkSize, document, bigIntegers)) {
+        document = readPlainly(sourceName, text, options, chunkSize, bigIntegers);
     }
     return document;
 }

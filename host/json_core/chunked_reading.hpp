@@ -2,6 +2,7 @@
 
 /// Reading one text on several threads.
 
+#include "big_integers.hpp"
 #include "platform/json_core.hpp"
 
 #include <cstddef>
@@ -24,18 +25,21 @@ namespace ostra::io::json::core {
 ///                         what the reader meets first.
 /// @throws std::bad_alloc  where memory is exhausted.
 rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
-                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize);
+                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize,
+                                 BigIntegerRule bigIntegers = BigIntegerRule::Round);
 
 // The two steps of `readInChunks`, for tests that compare them.
 
 /// Reads strict JSON with a container at its root.
 /// @return false for any other text; the document is useless then.
 /// @throws std::bad_alloc  if memory is exhausted.
-bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Document& document);
+bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Document& document,
+                  BigIntegerRule bigIntegers = BigIntegerRule::Round);
 
 /// Reads any text that the options allow, and reports errors; the parameters and the result are
 /// those of `readInChunks`.
 rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_view text,
-                                const ReadJSONDocumentOptions& options, std::size_t chunkSize);
+                                const ReadJSONDocumentOptions& options, std::size_t chunkSize,
+                                 BigIntegerRule bigIntegers = BigIntegerRule::Round);
 
 } // namespace ostra::io::json::core

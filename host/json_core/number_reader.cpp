@@ -139,10 +139,13 @@ const char* StrictReader::readLongNumber(const char* number, rapidjson::Value* v
         ::new (value) rapidjson::Value(natural);
     } else {
         const auto nearest = nearestDouble({number, static_cast<std::size_t>(at - number)});
-        if (!nearest) {
+        if (!nearest || (isInteger && bigIntegers_ == BigIntegerRule::Refuse)) {
             return nullptr;
         }
         ::new (value) rapidjson::Value(*nearest);
+        if (isInteger && bigIntegers_ == BigIntegerRule::RoundAndMark) {
+            builder_.markBigInteger(*value);
+        }
     }
     return !inTail_ && end_ - at <= static_cast<std::ptrdiff_t>(scanAhead) ? enterTail(at) : at;
 }

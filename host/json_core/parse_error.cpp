@@ -31,7 +31,7 @@ ParseError::ParseError(ParseErrorFields fields)
 ParseError::~ParseError() = default;
 
 void throwParseError(const std::u16string& sourceName, std::string_view text, std::size_t offset,
-                     const std::string& reason) {
+                     const std::string& reason, std::optional<std::size_t> record) {
     // Reads the text anew, so that reading without an error pays nothing for positions.
     TextPosition position;
     position.advance(text.substr(0, offset));
@@ -40,8 +40,16 @@ void throwParseError(const std::u16string& sourceName, std::string_view text, st
                       .line = line,
                       .column = column,
                       .byte = offset,
-                      .record = std::nullopt,
+                      .record = record,
                       .reason = reason});
+}
+
+void throwMalformed(const std::u16string& sourceName, std::string_view text, std::size_t offset) {
+    throwParseError(sourceName, text, offset, malformedReason(text[offset]));
+}
+
+std::string malformedReason(char byte) {
+    return "malformed UTF-8 at byte value 0x" + hexadecimal(static_cast<unsigned char>(byte), 2);
 }
 
 std::string printable(std::string_view text) {

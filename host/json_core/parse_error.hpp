@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,8 +23,17 @@ namespace ostra::io::json::core {
 /// @param text        the whole text, valid UTF-8 up to `offset`.
 /// @param offset      the offending byte; `text.size()` where the text ends too early.
 /// @param reason      what is wrong, free of control characters.
+/// @param record      the record's number, if there are records.
 [[noreturn]] void throwParseError(const std::u16string& sourceName, std::string_view text,
-                                  std::size_t offset, const std::string& reason);
+                                  std::size_t offset, const std::string& reason,
+                                  std::optional<std::size_t> record = std::nullopt);
+
+/// The same for a byte that is no well-formed UTF-8.
+[[noreturn]] void throwMalformed(const std::u16string& sourceName, std::string_view text,
+                                 std::size_t offset);
+
+/// @return what is wrong with a byte that is no well-formed UTF-8.
+std::string malformedReason(char byte);
 
 /// @return `text` with its control characters spelt out as in `\u000A`, for use in a message.
 std::string printable(std::string_view text);

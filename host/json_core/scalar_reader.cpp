@@ -194,8 +194,11 @@ const char* TextReader::readNumber(const char* at) {
         fail(number, "number with a leading zero");
     }
     const bool fits = fitsUint64(integer) && (!negative || magnitude <= std::uint64_t{1} << 63U);
-    if (!fits || isAt(at, '.') || isAt(at, 'e') || isAt(at, 'E')) {
+    if (isAt(at, '.') || isAt(at, 'e') || isAt(at, 'E')) {
         return readFraction(at, number, magnitude);
+    }
+    if (!fits) {
+        return readBigInteger(at, number);
     }
     if (negative) {
         builder_.integer(static_cast<std::int64_t>(0 - magnitude));
@@ -205,7 +208,24 @@ const char* TextReader::readNumber(const char* at) {
     return at;
 }
 
-/// After the integer digits of a number that is no 64-bit integer: reads the rest of it.
+/// After the digits of an integer beyond 64 bits.
+const char* TextReader::readBigInteger(const char* at, const char* number) {
+    if (bigIntegers_ == BigIntegerRule::Refuse) {
+        fail(number, "integer beyond 64 bits");
+    }
+    const auto value = nearestDouble({number, static_cast<std::size_t>(at - number)});
+    if (!value) {
+        fail(number, "number beyond the range of a double");
+    }
+    if (bigIntegers_ == BigIntegerRule::RoundAndMark) {
+        builder_.bigInteger(*value);
+    } else {
+        builder_.real(*value);
+    }
+    return at;
+}
+
+/// After the integer digits of a number with a fraction or an exponent: reads the rest of it.
 const char* TextReader::readFraction(const char* at, const char* number, std::uint64_t magnitude) {
     int exponent = 0;
     if (isAt(at, '.')) {

@@ -19,8 +19,9 @@ constexpr std::size_t firstElement = 1;
 
 } // namespace
 
-StrictReader::StrictReader(std::string_view text, ValueBuilder& builder)
-    : builder_(builder), stack_(builder.stack()), storage_(builder.storage()), limit_(text.data()),
+StrictReader::StrictReader(std::string_view text, ValueBuilder& builder,
+                           BigIntegerRule bigIntegers)
+    : builder_(builder), bigIntegers_(bigIntegers), stack_(builder.stack()), storage_(builder.storage()), limit_(text.data()),
       end_(text.data() + text.size()), origin_(text.data()), textSize_(text.size()),
       at_(text.data()) {}
 

@@ -2,6 +2,7 @@
 
 /// The fast reader of JSON texts, for what nearly all of them are: strictly RFC 8259.
 
+#include "big_integers.hpp"
 #include "elements.hpp"
 #include "platform/json_core.hpp"
 #include "value_builder.hpp"
@@ -33,7 +34,8 @@ class __attribute__((visibility("hidden"))) StrictReader {
 public:
     /// @param text  any bytes; must outlive the reader. Malformed UTF-8 inside strings is copied
     ///              as it is: callers validate, see `readOnlyAscii`.
-    StrictReader(std::string_view text, ValueBuilder& builder);
+    StrictReader(std::string_view text, ValueBuilder& builder,
+                 BigIntegerRule bigIntegers = BigIntegerRule::Round);
 
     /// Reads the whole text.
     /// @return false if the text is left to `TextReader`; the builder's content is useless then.
@@ -109,6 +111,7 @@ private:
     static constexpr std::size_t tailPadding = 64;
 
     ValueBuilder& builder_;
+    const BigIntegerRule bigIntegers_;
     ValueStack& stack_;
     ValueStorage& storage_;
     const char* limit_; // a token that begins here or later must call `lookAround` first

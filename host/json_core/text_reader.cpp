@@ -22,9 +22,10 @@ std::string describeUnusual(std::string_view text) {
 } // namespace
 
 TextReader::TextReader(const std::u16string& sourceName, std::string_view text,
-                       const ReadJSONDocumentOptions& options, ValueBuilder& builder)
-    : sourceName_(sourceName), options_(options), builder_(builder), begin_(text.data()),
-      end_(text.data() + text.size()), at_(begin_) {}
+                       const ReadJSONDocumentOptions& options, ValueBuilder& builder,
+                       BigIntegerRule bigIntegers)
+    : sourceName_(sourceName), options_(options), bigIntegers_(bigIntegers), builder_(builder),
+      begin_(text.data()), end_(text.data() + text.size()), at_(begin_) {}
 
 void TextReader::start() {
     at_ = skipSpace(at_ + byteOrderMarkSize({begin_, static_cast<std::size_t>(end_ - begin_)}));

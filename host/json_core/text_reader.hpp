@@ -3,6 +3,7 @@
 /// The reader of JSON texts: strictly RFC 8259 but for the options, exact, without native
 /// recursion.
 
+#include "big_integers.hpp"
 #include "elements.hpp"
 #include "platform/json_core.hpp"
 #include "value_builder.hpp"
@@ -35,7 +36,8 @@ public:
     /// @param text        of any content; malformed UTF-8 in strings is taken as it is. Both must
     ///                    outlive the reader.
     TextReader(const std::u16string& sourceName, std::string_view text,
-               const ReadJSONDocumentOptions& options, ValueBuilder& builder);
+               const ReadJSONDocumentOptions& options, ValueBuilder& builder,
+               BigIntegerRule bigIntegers = BigIntegerRule::Round);
 
     // Reading a text: `start`, then `readTo` or `adopt` while a value is due, then `finish`. All
     // throw ParseError where the text is refused, std::bad_alloc where memory is exhausted.
@@ -68,6 +70,15 @@ public:
     /// Never throws: whoever reads on behind the elements meets the same trouble.
     Elements readElements(std::size_t limit) noexcept;
 
+    /// Reads one value that begins at a position, on a reader that has not started.
+    /// @return the position behind it.
+    /// @throws ParseError, std::bad_alloc  the reader must not be used again then.
+    std::size_t readValueAt(std::size_t position) {
+        at_ = begin_ + position;
+        readTo(std::string_view::npos);
+        return this->position();
+    }
+
     /// The next byte to read, counted from the start of the text.
     std::size_t position() const { return static_cast<std::size_t>(at_ - begin_); }
 
@@ -98,6 +109,7 @@ private:
     const char* readHexUnit(const char* at, const char* stringBegin, char32_t& unit) const;
     const char* readNumber(const char* at);
     const char* readFraction(const char* at, const char* number, std::uint64_t magnitude);
+    const char* readBigInteger(const char* at, const char* number);
     const char* addDigits(const char* at, std::uint64_t& magnitude) const;
     const char* addExponent(const char* at, int& exponent) const;
     const char* readWord(const char* at);
@@ -121,6 +133,7 @@ private:
 
     const std::u16string& sourceName_;
     const ReadJSONDocumentOptions options_;
+    const BigIntegerRule bigIntegers_;
     ValueBuilder& builder_;
     const char* const begin_;
     const char* const end_;

@@ -60,6 +60,17 @@ std::size_t findMalformedUtf8(std::string_view text) {
     return i;
 }
 
+std::size_t incompleteTail(std::string_view text) {
+    for (std::size_t size = 1; size <= 3 && size <= text.size(); ++size) {
+        const unsigned byte = byteAt(text, text.size() - size);
+        if ((byte & 0xC0U) != 0x80U) { // a lead
+            const std::size_t length = byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+            return size < length ? size : 0;
+        }
+    }
+    return 0;
+}
+
 char32_t firstCodePoint(std::string_view text) {
     const unsigned lead = byteAt(text, 0);
     const std::size_t length = sequenceLength(text, 0);

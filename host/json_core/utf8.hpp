@@ -21,6 +21,11 @@ bool isWellFormedUtf8(std::string_view text);
 ///         `text.size()` where there is none. Cost: linear.
 std::size_t findMalformedUtf8(std::string_view text);
 
+/// @return how many bytes at the end of `text` begin a sequence that it does not show whole: 0
+/// to 3.
+///         They may still turn out to be malformed.
+std::size_t incompleteTail(std::string_view text);
+
 /// @return the code point at the start of `text`, which is not empty and well-formed.
 char32_t firstCodePoint(std::string_view text);
 

@@ -38,6 +38,11 @@ public:
     void integer(std::uint64_t value) { ::new (push()) rapidjson::Value(value); }
     void real(double value) { ::new (push()) rapidjson::Value(value); }
 
+    /// An integer beyond 64 bits, rounded.
+    void bigInteger(double rounded) {
+        base::RawValue::markBigInteger(*::new (push()) rapidjson::Value(rounded));
+    }
+
     /// A string or a key: keys are ordinary values in front of their members' values.
     /// @param text  is copied.
     void string(std::string_view text) {

@@ -28,6 +28,8 @@ namespace rapidjson {
 /// on how RapidJSON lays out its values.
 template <>
 class GenericDocument<UTF8<>, MemoryPoolAllocator<>, base::RawValueAccess> {
+    static constexpr std::uint16_t bigIntegerFlag = 0x8000;
+
 public:
     /// Makes a fresh value an array of `count` elements at `elements`.
     static void setArray(Value& value, void* elements, SizeType count) {
@@ -61,6 +63,15 @@ public:
         value.data_.f.flags = Value::kCopyStringFlag;
         value.SetStringPointer(text);
         value.data_.s.length = length;
+    }
+
+    /// Marks a double as the rounded one of an integer beyond 64 bits, in a flag that RapidJSON
+    /// does not use: to everybody else it is an ordinary double. Only in documents that are not
+    /// handed out.
+    static void markBigInteger(Value& value) { value.data_.f.flags |= bigIntegerFlag; }
+
+    static bool isBigInteger(const Value& value) {
+        return (value.data_.f.flags & bigIntegerFlag) != 0;
     }
 
     // For code that writes the three words of a value directly. The first two are: the bits of a

@@ -1,0 +1,17 @@
+#pragma once
+
+/// What may stand between the tokens of a text.
+
+#include <cstddef>
+#include <string_view>
+
+namespace ostra::io::json::core {
+
+/// Skips white space and, where allowed, comments.
+///
+/// @return where the next token begins; `text.size()` where the text shows none, be it for a
+/// comment
+///         that it does not show whole. What looks like a comment but is none stays.
+std::size_t skipBlank(std::string_view text, std::size_t at, bool allowComments);
+
+} // namespace ostra::io::json::core

@@ -1,0 +1,147 @@
+#include "block_source.hpp"
+#include "element_search.hpp"
+#include "line_reading.hpp"
+#include "parse_error.hpp"
+#include "record_loop.hpp"
+#include "text_reader.hpp"
+#include "utf8.hpp"
+#include "value_builder.hpp"
+
+#include <ostra/io/json/core/record_reader.hpp>
+
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+
+namespace ostra::io::json::core {
+
+namespace {
+
+const std::u16string noName;
+
+/// What the values of one call lie in.
+///
+/// On virtual machines memory that is touched for the first time costs more than parsing into it:
+/// so the pool begins with a buffer that serves one call after the other.
+struct ValueMemory {
+    ValueMemory(char* buffer, std::size_t size, std::size_t textSize)
+        : pool(buffer, size), blocks(pool, textSize), values(blocks), kept(blocks) {}
+
+    rapidjson::Document::AllocatorType pool;
+    BlockSource blocks;
+    ValueBuilder values;
+    ValueBuilder kept;
+};
+
+} // namespace
+
+class RecordReader::Impl {
+public:
+    explicit Impl(const ReadJSONDocumentOptions& options) : options_(options) {}
+    ~Impl() {
+        memory_.reset();
+        std::free(buffer_);
+    }
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    Records readRecords(const Window& window, std::size_t begin, std::size_t limit, Due due,
+                        bool isObject) {
+        const std::string_view rest = window.bytes.substr(begin);
+        const std::size_t visible = rest.size() - (window.isLast ? 0 : incompleteTail(rest));
+        const std::size_t wellFormed = findMalformedUtf8(rest.substr(0, visible));
+        const bool isMalformed = wellFormed != visible;
+        const Window known{window.bytes.substr(0, begin + wellFormed),
+                           window.isLast && !isMalformed};
+        beginCall(std::min(limit, known.bytes.size()) - begin);
+        Records records = readWellFormed(known, begin, limit, due, isObject);
+        if (records.stop == Records::Stop::Cut && isMalformed) {
+            records.stop = Records::Stop::Refused;
+            records.refusal = {.offset = begin + wellFormed,
+                               .reason = malformedReason(rest[wellFormed])};
+        }
+        return records;
+    }
+
+    Lines readLines(std::string_view text, bool isStart, bool skipBad, std::size_t mostDescribed) {
+        beginCall(text.size());
+        const LineReading::Options options{.syntax = options_,
+                                           .bigIntegers = BigIntegerRule::RoundAndMark,
+                                           .skipBad = skipBad,
+                                           .mostDescribed = mostDescribed};
+        return LineReading(text, isStart, options, memory_->values, memory_->kept).read();
+    }
+
+private:
+    /// Makes the memory as new, with a buffer for the values of so much text.
+    void beginCall(std::size_t textSize) {
+        constexpr std::size_t smallest = std::size_t{64} << 10U;
+        constexpr std::size_t largest = std::size_t{4} << 20U; // more is given back after the call
+        // The pool's and the blocks' own headers, and a rest that was too small for a value.
+        constexpr std::size_t slack = 4096;
+        std::size_t wanted = valuesPerText * textSize + slack;
+        if (memory_) {
+            const std::size_t used = memory_->pool.Size();
+            wanted = std::max(wanted, used > bufferSize_ ? used + used / 4 : 0);
+            memory_.reset();
+        }
+        wanted = std::clamp(wanted, smallest, largest);
+        if (wanted > bufferSize_) {
+            std::free(buffer_);
+            bufferSize_ = 0;
+            buffer_ = static_cast<char*>(std::malloc(wanted));
+            if (buffer_ == nullptr) {
+                throw std::bad_alloc();
+            }
+            bufferSize_ = wanted;
+        }
+        memory_.emplace(buffer_, bufferSize_, textSize);
+    }
+
+    Records readWellFormed(const Window& window, std::size_t begin, std::size_t limit, Due due,
+                           bool isObject) {
+        RecordLoop loop(window, options_, isObject, begin, due);
+        TextReader reader(noName, window.bytes, options_, memory_->values,
+                          BigIntegerRule::RoundAndMark);
+        try {
+            while (loop.goToRecord(limit)) {
+                loop.readRecord(reader);
+            }
+        } catch (const ParseError&) { // of which the records in front know nothing
+            loop.fail();
+        }
+        Records records = loop.result();
+        records.first = records.count != 0 ? &memory_->values.root() : nullptr;
+        return records;
+    }
+
+    const ReadJSONDocumentOptions options_;
+    char* buffer_ = nullptr;
+    std::size_t bufferSize_ = 0;
+    std::optional<ValueMemory> memory_;
+};
+
+RecordReader::RecordReader(const ReadJSONDocumentOptions& options)
+    : impl_(std::make_unique<Impl>(options)) {}
+RecordReader::~RecordReader() = default;
+
+Records RecordReader::readElements(const Window& window, std::size_t begin, std::size_t limit,
+                                   Due due) {
+    return impl_->readRecords(window, begin, limit, due, false);
+}
+
+Records RecordReader::readMembers(const Window& window, std::size_t begin, std::size_t limit,
+                                  Due due) {
+    return impl_->readRecords(window, begin, limit, due, true);
+}
+
+Lines RecordReader::readLines(std::string_view text, bool isStart, bool skipBad,
+                              std::size_t mostDescribed) {
+    return impl_->readLines(text, isStart, skipBad, mostDescribed);
+}
+
+std::size_t findRecord(std::string_view text, std::size_t from, std::size_t size) {
+    return findElement(text, from, size);
+}
+
+} // namespace ostra::io::json::core

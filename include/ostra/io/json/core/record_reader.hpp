@@ -1,0 +1,125 @@
+#pragma once
+
+/// @file
+/// Reading records from parts of a text that is never whole in memory.
+///
+/// Threads: a reader is used by one thread at a time; distinct readers are independent.
+
+#include <ostra/io/json/core/reading.hpp>
+#include <ostra/io/json/tree/export.hpp>
+#include <ostra/io/json/tree/rapidjson.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ostra::io::json::core {
+
+/// A part of a text.
+struct Window {
+    std::string_view bytes; ///< of any content
+    bool isLast = false;    ///< whether the text ends where the part does
+};
+
+/// What is wrong with a text, and where.
+struct Refusal {
+    std::size_t offset = 0; ///< of the offending byte
+    std::string reason;     ///< as `ParseErrorFields::reason`
+};
+
+/// What can stand at a place between records.
+enum class Due : std::uint8_t {
+    FirstOrEnd, ///< what follows the opening bracket
+    Record,     ///< a record, behind a comma
+    CommaOrEnd, ///< what follows a record
+};
+
+/// What was read from a part of a text.
+struct Records {
+    /// Why reading ended.
+    enum class Stop : std::uint8_t {
+        Limit,   ///< at a record that begins at the limit or behind it
+        End,     ///< behind the bracket that closes the container of the records
+        Cut,     ///< since the window does not show whole what comes next
+        Refused, ///< for an error, whatever may follow the window
+    };
+
+    /// The records that are complete, side by side: values, or members of an object. They and all
+    /// they hold live until the reader is used again. Integers beyond 64 bits are doubles, marked
+    /// as `base::RawValue::isBigInteger` tells.
+    const rapidjson::Value* first = nullptr;
+    std::size_t count = 0;
+
+    std::size_t end = 0;   ///< where in the window to go on, or behind the closing bracket
+    Due due = Due::Record; ///< what is due there
+    Stop stop = Stop::Limit;
+    Refusal refusal; ///< its offset counts from the start of the window
+};
+
+/// A line that is refused.
+struct BadLine {
+    std::size_t record = 0; ///< counted among all lines of the text that hold something, from 0
+    Refusal refusal;        ///< its offset counts from the start of the text
+};
+
+/// What was read from lines.
+struct Lines {
+    const rapidjson::Value* first = nullptr; ///< as `Records::first`
+    std::size_t count = 0;
+    std::size_t badCount = 0;       ///< lines that are refused
+    std::vector<BadLine> described; ///< the first of them, in order
+};
+
+/// Reads records into memory that it keeps from one call to the next.
+///
+/// Every refusal is that of `parse_text` for the whole text, except that malformed UTF-8 is met in
+/// its turn: what stands in front of it is judged first.
+class TVIOJSONTREE_EXPORT RecordReader {
+public:
+    /// @param options  what the text may contain beyond RFC 8259.
+    explicit RecordReader(const ReadJSONDocumentOptions& options);
+    ~RecordReader();
+    RecordReader(const RecordReader&) = delete;
+    RecordReader& operator=(const RecordReader&) = delete;
+
+    /// Reads elements of an array.
+    ///
+    /// @param window  a part of a text.
+    /// @param begin   where in it to begin.
+    /// @param limit   no element that begins here or behind it is read.
+    /// @param due     what stands at `begin`.
+    /// @throws std::bad_alloc  where memory is exhausted.
+    /// Cost: linear in what is read.
+    Records readElements(const Window& window, std::size_t begin, std::size_t limit, Due due);
+
+    /// As `readElements`, for members of an object: each record is a key followed by its value.
+    Records readMembers(const Window& window, std::size_t begin, std::size_t limit, Due due);
+
+    /// Reads JSON Lines.
+    ///
+    /// @param text          whole lines, the last one with or without its end.
+    /// @param isStart       whether a byte-order mark may stand in front.
+    /// @param skipBad       whether to go on behind lines that are refused.
+    /// @param mostDescribed how many of these to describe; at least 1.
+    /// @throws std::bad_alloc  where memory is exhausted.
+    Lines readLines(std::string_view text, bool isStart, bool skipBad, std::size_t mostDescribed);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+/// Guesses where an element of an array begins in the middle of a text: behind the comma after
+/// another one, on the highest level that the part shows, as early as possible there.
+///
+/// @param text  a part of a JSON text, of any content.
+/// @param from  where to begin to look.
+/// @param size  bytes to look at; cut off at the end of the text.
+/// @return the position of the element's first byte; `std::string_view::npos` if there is none.
+TVIOJSONTREE_EXPORT std::size_t findRecord(std::string_view text, std::size_t from,
+                                           std::size_t size);
+
+} // namespace ostra::io::json::core
