@@ -15,7 +15,7 @@ std::string_view contextOf(Due due, bool isObject) {
     case Due::Record:
         return isObject ? "{\"\":0," : "[0,";
     case Due::CommaOrEnd:
-        return isObject ? "{\"\":0" : "[0";
+        return isObject ? "{\"\":0 " : "[0 ";
     }
     return {};
 }
