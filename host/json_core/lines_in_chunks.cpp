@@ -18,8 +18,8 @@ struct Chunk {
     std::size_t begin;
     std::string_view text;
     ValueBuilder values;
-    ValueBuilder kept; // stays empty: a refused line ends the whole
-    Lines lines;
+    ValueBuilder kept;
+    Lines lines; // in one of the two
 };
 
 } // namespace
@@ -44,6 +44,7 @@ rapidjson::Document readLinesInChunks(const std::u16string& sourceName, std::str
             LineReading reading(chunk.text, begin == 0, lineOptions, chunk.values, chunk.kept);
             chunk.lines = reading.read();
             chunk.values.releaseRest();
+            chunk.kept.releaseRest();
         }
     });
     ValueBuilder array(blocks);
@@ -56,7 +57,8 @@ rapidjson::Document readLinesInChunks(const std::u16string& sourceName, std::str
                             count + bad.record);
         }
         if (chunk.lines.count != 0) {
-            array.append(chunk.values, chunk.lines.count);
+            const bool inKept = chunk.lines.first == &chunk.kept.root();
+            array.append(inKept ? chunk.kept : chunk.values, chunk.lines.count);
             count += chunk.lines.count;
         }
     }
