@@ -37,7 +37,8 @@ struct ValueMemory {
 
 class RecordReader::Impl {
 public:
-    explicit Impl(const ReadJSONDocumentOptions& options) : options_(options) {}
+    Impl(const ReadJSONDocumentOptions& options, BigIntegerRule bigIntegers)
+        : options_(options), bigIntegers_(bigIntegers) {}
     ~Impl() {
         memory_.reset();
         std::free(buffer_);
@@ -66,7 +67,7 @@ public:
     Lines readLines(std::string_view text, bool isStart, bool skipBad, std::size_t mostDescribed) {
         beginCall(text.size());
         const LineReading::Options options{.syntax = options_,
-                                           .bigIntegers = BigIntegerRule::RoundAndMark,
+                                           .bigIntegers = bigIntegers_,
                                            .skipBad = skipBad,
                                            .mostDescribed = mostDescribed};
         return LineReading(text, isStart, options, memory_->values, memory_->kept).read();
@@ -101,8 +102,7 @@ private:
     Records readWellFormed(const Window& window, std::size_t begin, std::size_t limit, Due due,
                            bool isObject) {
         RecordLoop loop(window, options_, isObject, begin, due);
-        TextReader reader(noName, window.bytes, options_, memory_->values,
-                          BigIntegerRule::RoundAndMark);
+        TextReader reader(noName, window.bytes, options_, memory_->values, bigIntegers_);
         try {
             while (loop.goToRecord(limit)) {
                 loop.readRecord(reader);
@@ -116,13 +116,15 @@ private:
     }
 
     const ReadJSONDocumentOptions options_;
+    const BigIntegerRule bigIntegers_;
     char* buffer_ = nullptr;
     std::size_t bufferSize_ = 0;
     std::optional<ValueMemory> memory_;
 };
 
-RecordReader::RecordReader(const ReadJSONDocumentOptions& options)
-    : impl_(std::make_unique<Impl>(options)) {}
+RecordReader::RecordReader(const ReadJSONDocumentOptions& options, bool marksBigIntegers)
+    : impl_(std::make_unique<Impl>(options, marksBigIntegers ? BigIntegerRule::RoundAndMark
+                                                             : BigIntegerRule::Round)) {}
 RecordReader::~RecordReader() = default;
 
 Records RecordReader::readElements(const Window& window, std::size_t begin, std::size_t limit,

@@ -100,9 +100,10 @@ void parallelLoop(std::size_t count, const Body& body) {
     };
     {
         std::vector<std::jthread> threads;
-        for (std::size_t t = 0; t < std::min(ranges, maxThreads); ++t) {
+        for (std::size_t t = 1; t < std::min(ranges, maxThreads); ++t) {
             threads.emplace_back(work);
         }
+        work(); // the calling thread takes part
     }
     if (failure) {
         std::rethrow_exception(failure);

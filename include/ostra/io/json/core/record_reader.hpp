@@ -79,8 +79,9 @@ struct Lines {
 /// its turn: what stands in front of it is judged first.
 class TVIOJSONTREE_EXPORT RecordReader {
 public:
-    /// @param options  what the text may contain beyond RFC 8259.
-    explicit RecordReader(const ReadJSONDocumentOptions& options);
+    /// @param options           what the text may contain beyond RFC 8259.
+    /// @param marksBigIntegers  whether those beyond 64 bits can be told from other doubles.
+    explicit RecordReader(const ReadJSONDocumentOptions& options, bool marksBigIntegers = true);
     ~RecordReader();
     RecordReader(const RecordReader&) = delete;
     RecordReader& operator=(const RecordReader&) = delete;
