@@ -23,12 +23,18 @@ constexpr std::size_t lastLookAhead = std::size_t{1} << 20U;
 constexpr std::size_t mostMisses = 16;
 
 std::vector<std::string> tokensOf(const std::string& pointer) {
-    const core::JSONPointer parsed = core::validate_selector(pointer);
-    std::vector<std::string> tokens;
-    for (std::size_t i = 0; i < parsed.GetTokenCount(); ++i) {
-        tokens.emplace_back(parsed.GetTokens()[i].name, parsed.GetTokens()[i].length);
+    try {
+        const core::JSONPointer parsed = core::validate_selector(pointer);
+        std::vector<std::string> tokens;
+        for (std::size_t i = 0; i < parsed.GetTokenCount(); ++i) {
+            tokens.emplace_back(parsed.GetTokens()[i].name, parsed.GetTokens()[i].length);
+        }
+        return tokens;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        throw std::invalid_argument(std::string("records: ") + error.what());
     }
-    return tokens;
 }
 
 } // namespace
