@@ -106,12 +106,12 @@ enum class HugeIntegers : std::uint8_t {
 
 /// How to read.
 struct ReadOptions {
-    core::ReadJSONDocumentOptions syntax; ///< what the text may contain beyond RFC 8259
+    core::ReadJSONDocumentOptions syntax = {}; ///< what the text may contain beyond RFC 8259
     Form form = Form::Document;
 
     /// `Document`: JSON Pointer (RFC 6901) to the array or object of records; the first member with
     /// a name wins. What stands around it is read and checked too.
-    std::string pointer;
+    std::string pointer = {};
     bool keys = false; ///< `Document`: whether to give an object's keys as a column
 
     BadLines bad_lines = BadLines::Raise; ///< `Lines`
@@ -123,7 +123,7 @@ struct ReadOptions {
 
     /// Tells how far the call has come, now and then and at its end; returning false cancels it.
     /// Called on the calling thread only. What it throws ends the call.
-    std::function<bool(const Progress&)> progress;
+    std::function<bool(const Progress&)> progress = {};
 
     /// Bytes of text that a thread reads at a time, above 0. What fits a core's cache does best:
     /// 250 kB did better than 1 MB.

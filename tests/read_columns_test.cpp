@@ -1,0 +1,483 @@
+/// From text to columns in blocks: against reading the whole document and taking its columns.
+
+#include "support/columns.hpp"
+#include "support/failure.hpp"
+#include "support/files.hpp"
+#include "support/nodes.hpp"
+#include "support/random_json.hpp"
+
+#include <ostra/io/json/columns/node_columns.hpp>
+#include <ostra/io/json/core/reading.hpp>
+#include <ostra/io/json/core/text_position.hpp>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fcntl.h>
+#include <random>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using namespace ostra::io::json::columns;
+namespace core = ostra::io::json::core;
+using ostra::io::json::columns::Source;
+
+const core::ReadJSONDocumentOptions relaxed = {
+    .allowComments = true, .allowTrailingCommas = true, .allowNaNInf = true};
+
+std::vector<Field> someFields() {
+    // None of them can be in conflict.
+    return {{"a", "/a", {.want = Want::Int64, .mismatch = Mismatch::Missing}},
+            {"first", "/0", {.want = Want::Double, .mismatch = Mismatch::Missing}},
+            {"all", "", {.want = Want::Json}},
+            {"list",
+             "/b",
+             {.want = Want::Text, .layout = Layout::List, .mismatch = Mismatch::Missing}}};
+}
+
+/// Reads all of a document, takes the columns of the records, and joins both, the slow way.
+RecordColumns wholeDocument(const std::string& text, const std::vector<Field>& fields,
+                            const ReadOptions& options) {
+    const auto dom = test::tree::make_dom_ptr();
+    dom->document = core::parse_text(u"source", text, options.syntax);
+    rapidjson::Value* const found = core::validate_selector(options.pointer).Get(dom->document);
+    if (found == nullptr || !(found->IsObject() || found->IsArray())) {
+        throw std::runtime_error(
+            "source: " + std::string(found == nullptr ? "nothing" : "no array or object") +
+            " of records at '" + options.pointer + "'");
+    }
+    const test::tree::NodeVector records = test::tree::NodeVector(dom, {found}).get_children();
+    RecordColumns result;
+    result.columns = select(records, fields);
+    result.records = records.nodes.size();
+    if (options.keys && found->IsObject()) {
+        result.keys.emplace();
+        result.keys->kind = Kind::Text;
+        result.keys->rows = result.records;
+        result.keys->offsets.push_back(0);
+        for (const auto& member : found->GetObject()) {
+            result.keys->values.append(reinterpret_cast<const std::byte*>(member.name.GetString()),
+                                       member.name.GetStringLength());
+            result.keys->offsets.push_back(static_cast<std::int64_t>(result.keys->values.size()));
+            result.keys->states.push_back(State::Present);
+        }
+    }
+    return result;
+}
+
+/// The same for lines: each one is a text of its own.
+RecordColumns lineByLine(const std::string& text, const std::vector<Field>& fields,
+                         const ReadOptions& options) {
+    const auto dom = test::tree::make_dom_ptr();
+    dom->document.SetArray();
+    RecordColumns result;
+    std::size_t record = 0;
+    std::size_t lineBegin = 0;
+    for (std::size_t end = 0; lineBegin < text.size(); lineBegin = end + 1) {
+        end = std::min(text.find('\n', lineBegin), text.size());
+        try {
+            auto one = core::parse_lines(u"source", text.substr(lineBegin, end - lineBegin),
+                                         options.syntax);
+            for (rapidjson::Value& value : one.GetArray()) {
+                rapidjson::Value copy(value, dom->document.GetAllocator());
+                dom->document.PushBack(copy, dom->document.GetAllocator());
+                ++record;
+            }
+        } catch (const core::ParseError& error) {
+            core::ParseErrorFields bad = error.fields();
+            const std::string front = text.substr(0, lineBegin + bad.byte);
+            bad.byte += lineBegin;
+            bad.record = record++;
+            core::TextPosition position;
+            position.advance(front);
+            bad.line = position.place(text.substr(front.size()).starts_with('\n')).line;
+            if (options.bad_lines == BadLines::Raise) {
+                throw core::ParseError(bad);
+            }
+            if (++result.bad_lines <= 100) {
+                result.bad_line_list.push_back(bad);
+            }
+        }
+    }
+    const test::tree::NodeVector records = test::rootOf(dom).get_children();
+    result.columns = select(records, fields);
+    result.records = records.nodes.size();
+    return result;
+}
+
+void expectTheSame(const std::string& text, ReadOptions options = {},
+                   const std::vector<Field>& fields = someFields()) {
+    const std::string expected = test::outcomeOf([&] {
+        return options.form == Form::Lines ? lineByLine(text, fields, options)
+                                           : wholeDocument(text, fields, options);
+    });
+    for (const std::size_t blockSize : {3, 20, 150, 1000, 1'000'000}) {
+        for (const std::size_t threads : {1, 4}) {
+            options.block_size = blockSize;
+            options.threads = threads;
+            std::string outcome = test::outcomeOf(
+                [&] { return read_columns(Source::memory(text, "source"), fields, options); });
+            if (const std::size_t record = outcome.find(", record ");
+                record != std::string::npos && options.form == Form::Document) {
+                outcome.replace(record, outcome.size(), ")"); // which the whole does not know
+            }
+            EXPECT_EQ(outcome, expected)
+                << blockSize << ' ' << threads << ' ' << text.substr(0, 2000);
+        }
+    }
+}
+
+std::string randomRecords(std::uint64_t sequence, std::size_t count, bool indented) {
+    const auto dom = test::randomDocument(sequence, count, 3);
+    return test::textOf(*dom, {.allowNaNInf = false, .prettyPrint = indented, .indentText = u" "});
+}
+
+TEST(ReadColumns, OfRandomDocumentsAndTheirFaultyNeighbours) {
+    std::mt19937_64 engine(1);
+    const std::string characters = "[]{},:\"\\ /0a\n";
+    for (std::uint64_t sequence = 1; sequence <= 6; ++sequence) {
+        std::string text = randomRecords(sequence, 60, sequence % 2 == 0);
+        expectTheSame(text);
+        const std::string front = R"({"meta":{"records":[0]},"records":)";
+        expectTheSame(front + text + R"(,"records":[1],"tail":[{}]} )", {.pointer = "/records"});
+        expectTheSame(front + text + R"(,"tail":[{]} )", {.pointer = "/records"});
+        for (int n = 0; n < 15; ++n) {
+            char& c = text[engine() % text.size()];
+            if (static_cast<unsigned char>(c) < 0x80) {
+                const char before = std::exchange(c, characters[engine() % characters.size()]);
+                expectTheSame(text,
+                              {.syntax = n % 2 == 0 ? relaxed : core::ReadJSONDocumentOptions()});
+                c = before;
+            }
+        }
+    }
+}
+
+TEST(ReadColumns, OfMembers) {
+    std::string text = "{";
+    for (int i = 0; i < 200; ++i) {
+        text += (i == 0 ? "" : ", ") + std::string("\"key \\u00e9 ") + std::to_string(i % 150) +
+                "\" : {\"a\": " + std::to_string(i) + ", \"b\": [\"x\", null]}";
+    }
+    expectTheSame(text + "}", {.keys = true});
+    expectTheSame("[0," + text + "}]", {.pointer = "/1"});
+    expectTheSame("[0," + text + "]]", {.pointer = "/1", .keys = true});
+    expectTheSame("{}", {.keys = true});
+    expectTheSame("[]", {.keys = true});
+    for (const std::string pointer : {"/1", "/0", "/x", "/2", "/-", "/01"}) {
+        expectTheSame("[[1,2] , 3 ]", {.pointer = pointer});
+    }
+    expectTheSame("7");
+    expectTheSame("");
+}
+
+TEST(ReadColumns, WherePlacesToBeginAreMisleading) {
+    const auto repeated = [](const std::string& text, std::size_t count) {
+        std::string all;
+        for (std::size_t n = 0; n < count; ++n) {
+            all += text;
+        }
+        return all;
+    };
+    const std::string numbers = repeated("1,2,", 300) + "3";
+    for (const std::string& text : std::vector<std::string>{
+             '[' + numbers + ']', '[' + numbers + "],4", "[\"" + numbers + "\"]",
+             '[' + repeated("[" + numbers + "],", 5) + "{}]",
+             R"([{"a":[)" + repeated(R"({"a":[1,{"b":2}]},)", 100) + R"(0],"b":[]},[)" + numbers +
+                 "]]",
+             '[' + repeated(R"({"a":"},{\"a\":1},{","b":["c"]},)", 100) + "1]",
+             repeated("[1,", 300) + "2" + repeated("]", 300)}) {
+        expectTheSame(text);
+        expectTheSame(text + ']');
+    }
+}
+
+TEST(ReadColumns, OfLines) {
+    std::mt19937_64 engine(2);
+    const std::vector<std::string> odd = {"",   " \r", "\r",       "x",
+                                          "[1", "1 2", "\"\xC3\"", "[\xE6\x9D]"};
+    for (std::uint64_t sequence = 1; sequence <= 12; ++sequence) {
+        const auto dom = test::randomDocument(sequence, 40, 3);
+        std::string text = sequence % 3 == 0 ? "\xEF\xBB\xBF" : "";
+        for (const rapidjson::Value& record : dom->document.GetArray()) {
+            text += test::textOf(record) + (sequence % 4 == 0 ? "\r\n" : "\n");
+            if (engine() % 4 == 0) {
+                text += odd[engine() % (sequence % 2 == 0 ? odd.size() : 3)] + '\n';
+            }
+        }
+        text.resize(text.size() - sequence % 2);
+        for (const BadLines bad : {BadLines::Raise, BadLines::Skip}) {
+            expectTheSame(text, {.form = Form::Lines, .bad_lines = bad}, someFields());
+        }
+    }
+    for (const std::string text : {"", "\n", "\n\n", "1", "\n1", "1\n\n2\n", "\xEF\xBB\xBF"}) {
+        expectTheSame(text, {.form = Form::Lines});
+    }
+}
+
+TEST(ReadColumns, DescribeTheFirstHundredBadLines) {
+    std::string text;
+    for (int i = 0; i < 300; ++i) {
+        text += i % 2 == 0 ? "{\"a\":1}\r\n" : "\xC3\xA9 {\n";
+    }
+    expectTheSame(text, {.form = Form::Lines, .bad_lines = BadLines::Skip});
+}
+
+/// Reads in batches and joins them again.
+std::string inBatches(const Source& source, const std::vector<Field>& fields,
+                      const ReadOptions& options, BatchSize size) {
+    std::string rows;
+    std::size_t full = 0;
+    ColumnReader reader(source, fields, options, size);
+    while (const auto batch = reader.next()) {
+        EXPECT_TRUE(size.bytes != 0 || full == 0 || full == size.records) << "behind a short one";
+        full = batch->records;
+        EXPECT_TRUE(size.records == 0 || full <= size.records);
+        for (std::size_t i = 0; i < batch->records; ++i) {
+            for (const Column& column : batch->columns) {
+                rows += column.kind == Kind::Json || column.kind == Kind::Text
+                            ? std::string(column.text(i))
+                            : std::to_string(column.as<std::int64_t>()[i]);
+                rows += '/' + std::to_string(static_cast<int>(column.states[i])) + ' ';
+            }
+            rows += batch->keys ? std::string(batch->keys->text(i)) + '\n' : "\n";
+        }
+        rows += batch->bad_lines != 0 ? std::to_string(batch->bad_lines) + " bad\n" : "";
+    }
+    EXPECT_FALSE(reader.next());
+    return rows;
+}
+
+TEST(ReadColumns, BatchesAreTheSameRows) {
+    std::string array = "[";
+    std::string object = "{";
+    std::string lines;
+    for (int i = 0; i < 97; ++i) {
+        const std::string record = "{\"a\":" + std::to_string(i * i) + ",\"b\":[" +
+                                   std::string(static_cast<std::size_t>(i), '1') + "]}";
+        array += (i == 0 ? "" : ",") + record;
+        object += (i == 0 ? "" : ",") + ("\"k" + std::to_string(i)) + "\":" + record;
+        lines += record + "\n";
+    }
+    const std::vector<Field> fields = {{"a", "/a", {}}, {"b", "/b", {.want = Want::Json}}};
+    for (const auto& [text, options] : std::vector<std::pair<std::string, ReadOptions>>{
+             {array + "]", {}}, {object + "}", {.keys = true}}, {lines, {.form = Form::Lines}}}) {
+        const Source source = Source::memory(text);
+        const std::string expected = inBatches(source, fields, options, {.records = 1000});
+        EXPECT_NE(expected.find("9216/0"), std::string::npos);
+        for (const BatchSize size :
+             std::vector<BatchSize>{{1}, {7}, {97}, {96}, {0, 500}, {50, 1}}) {
+            for (const std::size_t blockSize : {10, 400, 100'000}) {
+                for (const std::size_t threads : {1, 3}) {
+                    ReadOptions some = options;
+                    some.block_size = blockSize;
+                    some.threads = threads;
+                    EXPECT_EQ(inBatches(source, fields, some, size), expected)
+                        << size.records << ' ' << size.bytes << ' ' << blockSize;
+                }
+            }
+        }
+    }
+}
+
+TEST(ReadColumns, BatchesComeBeforeWhatIsWrongBehindThem) {
+    const std::string text = "1\n2\n3\n4\n5\nx\n";
+    const std::vector<Field> fields = {{"v", "", {}}};
+    for (const std::size_t blockSize : {1, 7, 100}) {
+        ColumnReader reader(Source::memory(text), fields,
+                            {.form = Form::Lines, .block_size = blockSize}, {.records = 2});
+        EXPECT_EQ(reader.next()->records, 2U);
+        EXPECT_EQ(reader.next()->records, 2U);
+        EXPECT_EQ(test::messageOf<core::ParseError>([&] { reader.next(); }),
+                  "6:1: unknown word 'x' (byte 10, record 5)");
+        EXPECT_FALSE(reader.next());
+        ColumnReader types(Source::memory("1\nnull\n2\n\"s\"\n"), fields,
+                           {.form = Form::Lines, .block_size = blockSize}, {.records = 1});
+        EXPECT_EQ(types.next()->columns[0].kind, Kind::Int64);
+        EXPECT_EQ(types.next()->columns[0].kind, Kind::Int64);
+        EXPECT_EQ(types.next()->columns[0].kind, Kind::Int64);
+        EXPECT_EQ(test::messageOf<ColumnConflict>([&] { types.next(); }),
+                  "field 'v', row 3: a string where the column holds numbers");
+    }
+}
+
+/// A stream of a text in pieces of odd sizes.
+Source streamOf(const std::string& text, std::shared_ptr<std::size_t> at) {
+    return Source::stream(
+        [&text, at](char* to, std::size_t size) {
+            const std::size_t some = std::min({size, text.size() - *at, 1 + *at % 977});
+            std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(*at), some, to);
+            *at += some;
+            return some;
+        },
+        "source");
+}
+
+TEST(ReadColumns, OfStreamsFilesAndPipes) {
+    const test::TemporaryFolder folder;
+    std::string array = "{\"long\":\"" + std::string(900'000, 'x') + "\",\"r\":[";
+    std::string lines;
+    for (int i = 0; i < 40'000; ++i) {
+        const std::string record = "{\"a\":" + std::to_string(i) + ",\"b\":[\"t\"]}";
+        array += (i == 0 ? "\n" : ",\n") + record;
+        lines += record + "\n";
+    }
+    array += "]}";
+    for (const auto& [text, form] :
+         {std::pair{array, Form::Document}, std::pair{lines, Form::Lines},
+          std::pair{array.substr(0, array.size() - 3), Form::Document},
+          std::pair{array.substr(0, 500'000), Form::Document},
+          std::pair{lines + "x\n" + lines, Form::Lines}}) {
+        ReadOptions options = {.form = form, .pointer = form == Form::Lines ? "" : "/r"};
+        const std::string expected = test::outcomeOf(
+            [&] { return read_columns(Source::memory(text, "source"), someFields(), options); });
+        for (const std::size_t blockSize : {5'000, 250'000}) {
+            options.block_size = blockSize;
+            for (const std::size_t threads : {1, 4}) {
+                options.threads = threads;
+                EXPECT_EQ(expected, test::outcomeOf([&] {
+                              return read_columns(streamOf(text, std::make_shared<std::size_t>(0)),
+                                                  someFields(), options);
+                          }));
+                const std::string file = folder / "file";
+                test::writeBytes(file, text);
+                std::string outcome = test::outcomeOf(
+                    [&] { return read_columns(Source::file(file), someFields(), options); });
+                if (const auto name = outcome.find(file); name != std::string::npos) {
+                    outcome.replace(name, file.size(), "source");
+                }
+                EXPECT_EQ(outcome, expected);
+            }
+        }
+        const std::string pipe = folder / "pipe";
+        ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+        std::thread writer([&] { test::writeBytes(pipe, text); });
+        std::string outcome = test::outcomeOf(
+            [&] { return read_columns(Source::file(pipe), someFields(), options); });
+        if (const auto name = outcome.find(pipe); name != std::string::npos) {
+            outcome.replace(name, pipe.size(), "source");
+        }
+        EXPECT_EQ(outcome, expected);
+        writer.join();
+        std::filesystem::remove(pipe);
+    }
+}
+
+TEST(ReadColumns, OfFilesThatChangeMeanwhile) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder / "log";
+    std::string lines;
+    for (int i = 0; i < 100'000; ++i) {
+        lines += std::to_string(i) + "\n";
+    }
+    const std::vector<Field> fields = {{"v", "", {}}};
+    for (const std::size_t threads : {1, 3}) {
+        test::writeBytes(path, lines);
+        ColumnReader growing(Source::file(path), fields,
+                             {.form = Form::Lines, .threads = threads, .block_size = 1000},
+                             {.records = 10'000});
+        std::size_t records = growing.next()->records;
+        std::ofstream(path, std::ios::app) << "more\n";
+        while (const auto batch = growing.next()) {
+            records += batch->records;
+        }
+        EXPECT_EQ(records, 100'000U); // as it was when it was opened
+
+        test::writeBytes(path, lines);
+        ColumnReader shrinking(Source::file(path), fields,
+                               {.form = Form::Lines, .threads = threads, .block_size = 1000},
+                               {.records = 1000});
+        EXPECT_TRUE(shrinking.next());
+        std::filesystem::resize_file(path, 100'000);
+        EXPECT_EQ(test::messageOf([&] {
+                      while (shrinking.next()) {
+                      }
+                  }),
+                  "cannot read '" + path + "': it became shorter while it was read");
+        EXPECT_FALSE(shrinking.next());
+    }
+}
+
+TEST(ReadColumns, FailuresOfSourcesReachTheCaller) {
+    const std::vector<Field> fields = {{"v", "", {}}};
+    EXPECT_EQ(test::messageOf<std::system_error>(
+                  [&] { read_columns(Source::file("/no/such file"), fields); }),
+              "cannot read '/no/such file': No such file or directory");
+    EXPECT_EQ(test::messageOf<std::system_error>([&] { read_columns(Source::file("/"), fields); }),
+              "cannot read '/': Is a directory");
+    EXPECT_EQ(test::messageOf<std::system_error>(
+                  [&] { read_columns(Source::file(std::string("a\0b", 3)), fields); }),
+              "cannot read 'a': Invalid argument");
+    struct Broken : std::exception {};
+    for (const std::size_t threads : {1, 4}) {
+        std::size_t left = 100;
+        const Source source = Source::stream([&](char* to, std::size_t /*size*/) -> std::size_t {
+            if (left-- == 0) {
+                throw Broken();
+            }
+            *to = '\n';
+            return 1;
+        });
+        EXPECT_THROW(read_columns(source, fields,
+                                  {.form = Form::Lines, .threads = threads, .block_size = 10}),
+                     Broken);
+    }
+    const std::string text = "[1]";
+    const Source good = Source::memory(text);
+    for (const ReadOptions& options : {ReadOptions{.block_size = 0}, ReadOptions{.pointer = "x"},
+                                       ReadOptions{.form = Form::Lines, .pointer = "/x"},
+                                       ReadOptions{.form = Form::Lines, .keys = true}}) {
+        EXPECT_THROW(read_columns(good, fields, options), std::invalid_argument);
+    }
+    EXPECT_THROW(ColumnReader(good, fields, {}, {}), std::invalid_argument);
+    const std::vector<Field> wrong = {{"v", "v", {}}};
+    EXPECT_THROW(read_columns(good, wrong), std::invalid_argument);
+}
+
+TEST(ReadColumns, TellsTheCallingThreadHowFarItIs) {
+    std::string text;
+    for (int i = 0; i < 300'000; ++i) {
+        text += "{\"a\":" + std::to_string(i) + "}\n";
+    }
+    const std::vector<Field> fields = {{"a", "/a", {}}};
+    for (const std::size_t threads : {1, 4}) {
+        const std::thread::id caller = std::this_thread::get_id();
+        Progress last;
+        ReadOptions options = {.form = Form::Lines, .threads = threads, .block_size = 5000};
+        options.progress = [&](const Progress& progress) {
+            EXPECT_EQ(std::this_thread::get_id(), caller);
+            EXPECT_GE(progress.bytes, last.bytes);
+            EXPECT_GE(progress.records, last.records);
+            EXPECT_EQ(progress.total, text.size());
+            last = progress;
+            return true;
+        };
+        read_columns(Source::memory(text), fields, options);
+        EXPECT_EQ(last.bytes, text.size());
+        EXPECT_EQ(last.records, 300'000U);
+        options.progress = [](const Progress& /*progress*/) { return false; };
+        EXPECT_THROW(read_columns(Source::memory(text), fields, options), Cancelled);
+    }
+}
+
+TEST(ReadColumns, KeepsHugeIntegersExactOrSaysSo) {
+    const std::string text = R"([{"n":1},{"n":123456789012345678901},{"n":2.5}])";
+    const auto read = [&](Want want, HugeIntegers huge) {
+        return test::outcomeOf([&] {
+            const std::vector<Field> fields = {{"n", "/n", {.want = want}}};
+            return read_columns(Source::memory(text), fields, {.huge_integers = huge});
+        });
+    };
+    const std::string rounded = read(Want::Double, HugeIntegers::AsDouble);
+    EXPECT_EQ(rounded.substr(0, 9), "3 records");
+    EXPECT_EQ(read(Want::Double, HugeIntegers::Exact), rounded);
+    EXPECT_EQ(read(Want::Any, HugeIntegers::AsDouble), rounded);
+    for (const Want want : {Want::Any, Want::Number, Want::Int64, Want::Uint64, Want::Json}) {
+        EXPECT_EQ(read(want, HugeIntegers::Exact).substr(0, 26), "conflict: field 'n', row 1");
+    }
+}
+
+} // namespace
