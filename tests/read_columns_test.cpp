@@ -256,8 +256,8 @@ TEST(ReadColumns, BatchesAreTheSameRows) {
     std::string object = "{";
     std::string lines;
     for (int i = 0; i < 97; ++i) {
-        const std::string record = "{\"a\":" + std::to_string(i * i) + ",\"b\":[" +
-                                   std::string(static_cast<std::size_t>(i), '1') + "]}";
+        const std::string record = "{\"a\":" + std::to_string(i * i) + ",\"b\":[" + '"' +
+                                   std::string(static_cast<std::size_t>(i), '1') + "\"]}";
         array += (i == 0 ? "" : ",") + record;
         object += (i == 0 ? "" : ",") + ("\"k" + std::to_string(i)) + "\":" + record;
         lines += record + "\n";
@@ -464,10 +464,11 @@ TEST(ReadColumns, TellsTheCallingThreadHowFarItIs) {
 }
 
 TEST(ReadColumns, KeepsHugeIntegersExactOrSaysSo) {
-    const std::string text = R"([{"n":1},{"n":123456789012345678901},{"n":2.5}])";
-    const auto read = [&](Want want, HugeIntegers huge) {
+    const std::string text =
+        R"([{"n":1,"m":[]},{"n":123456789012345678901,"m":[{"a":-9223372036854775809}]},{"n":2.5}])";
+    const auto read = [&](Want want, HugeIntegers huge, const std::string& pointer = "/n") {
         return test::outcomeOf([&] {
-            const std::vector<Field> fields = {{"n", "/n", {.want = want}}};
+            const std::vector<Field> fields = {{"n", pointer, {.want = want}}};
             return read_columns(Source::memory(text), fields, {.huge_integers = huge});
         });
     };
@@ -475,9 +476,19 @@ TEST(ReadColumns, KeepsHugeIntegersExactOrSaysSo) {
     EXPECT_EQ(rounded.substr(0, 9), "3 records");
     EXPECT_EQ(read(Want::Double, HugeIntegers::Exact), rounded);
     EXPECT_EQ(read(Want::Any, HugeIntegers::AsDouble), rounded);
-    for (const Want want : {Want::Any, Want::Number, Want::Int64, Want::Uint64, Want::Json}) {
-        EXPECT_EQ(read(want, HugeIntegers::Exact).substr(0, 26), "conflict: field 'n', row 1");
+    for (const auto& [want, wanted] :
+         std::vector<std::pair<Want, std::string>>{{Want::Any, "double"},
+                                                   {Want::Number, "double"},
+                                                   {Want::Int64, "int64"},
+                                                   {Want::Uint64, "uint64"},
+                                                   {Want::Json, "JSON"}}) {
+        EXPECT_EQ(read(want, HugeIntegers::Exact),
+                  "conflict: field 'n', row 1: an integer beyond 64 bits where the column holds " +
+                      wanted);
     }
+    EXPECT_EQ(read(Want::Json, HugeIntegers::Exact, "/m"),
+              "conflict: field 'n', row 1: an integer beyond 64 bits where the column holds JSON");
+    EXPECT_EQ(read(Want::Json, HugeIntegers::AsDouble, "/m").substr(0, 9), "3 records");
 }
 
 } // namespace

@@ -48,6 +48,7 @@ Lines LineReading::read() {
     if (keptCount_ != 0) {
         keepFresh();
     }
+    result_.hasBigIntegers = values_.hasBigIntegers();
     result_.count = keptCount_ + fresh_;
     result_.first = keptCount_ != 0 ? &kept_.root() : fresh_ != 0 ? &values_.root() : nullptr;
     return std::move(result_);

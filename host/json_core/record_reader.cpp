@@ -111,6 +111,7 @@ private:
             loop.fail();
         }
         Records records = loop.result();
+        records.hasBigIntegers = memory_->values.hasBigIntegers();
         records.first = records.count != 0 ? &memory_->values.root() : nullptr;
         return records;
     }

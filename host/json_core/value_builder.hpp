@@ -40,8 +40,15 @@ public:
 
     /// An integer beyond 64 bits, rounded.
     void bigInteger(double rounded) {
-        base::RawValue::markBigInteger(*::new (push()) rapidjson::Value(rounded));
+        markBigInteger(*::new (push()) rapidjson::Value(rounded));
     }
+    void markBigInteger(rapidjson::Value& value) {
+        base::RawValue::markBigInteger(value);
+        hasBigIntegers_ = true;
+    }
+
+    /// Whether there ever were any.
+    bool hasBigIntegers() const { return hasBigIntegers_; }
 
     /// A string or a key: keys are ordinary values in front of their members' values.
     /// @param text  is copied.
@@ -102,6 +109,7 @@ private:
 
     ValueStack stack_;
     ValueStorage storage_;
+    bool hasBigIntegers_ = false;
 };
 
 } // namespace ostra::io::json::core

@@ -121,7 +121,8 @@ bool DocumentText::readBlock(BlockReader& reader, Stretch& stretch) {
     Records records =
         readRecords(reader, window, first, limit, isFirst ? Due::FirstOrEnd : Due::Record);
     stretch.hasRecords = true;
-    stretch.piece.append(records.first, records.count, sizeof(rapidjson::Value));
+    stretch.piece.append(records.first, records.count, sizeof(rapidjson::Value),
+                         records.hasBigIntegers);
     stretch.textBegin = begin + first;
     stretch.textEnd = begin + records.end;
     stretch.due = records.due;
@@ -148,10 +149,13 @@ bool DocumentText::step(Stretch& stretch) {
         if (fits) {
             take(stretch, [&] {
                 const std::size_t size = stretch.textEnd - stretch.textBegin;
-                const core::Window window = this->window(stretch.textBegin, size, inOrder_.buffer);
+                // With what follows the last record: a number must be seen to end.
+                constexpr std::size_t more = 8;
+                const core::Window window =
+                    this->window(stretch.textBegin, size + more, inOrder_.buffer);
                 const Records records = readRecords(inOrder_, window, 0, size, due_);
                 return RecordRun{records.first, std::min(records.count, stretch.piece.rows()),
-                                 false};
+                                 false, records.hasBigIntegers};
             });
             return true;
         }
@@ -183,7 +187,7 @@ void DocumentText::readOn(std::size_t limit) {
     readInOrder_.stop = records.stop;
     readInOrder_.refusal = std::move(records.refusal);
     readInOrder_.refusal.offset += position_;
-    takeRun({records.first, records.count, isObject_}, readInOrder_);
+    takeRun({records.first, records.count, isObject_, records.hasBigIntegers}, readInOrder_);
 }
 
 Records DocumentText::readRecords(BlockReader& reader, const core::Window& window,

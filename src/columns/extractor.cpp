@@ -75,7 +75,11 @@ Piece::~Piece() = default;
 Piece::Piece(Piece&&) noexcept = default;
 Piece& Piece::operator=(Piece&&) noexcept = default;
 
-void Piece::append(const rapidjson::Value* first, std::size_t count, std::size_t stride) {
+void Piece::append(const rapidjson::Value* first, std::size_t count, std::size_t stride,
+                   bool hasHugeIntegers) {
+    for (PieceColumn& column : impl_->columns) {
+        column.expectHugeIntegers(hasHugeIntegers);
+    }
     const auto* const bytes = reinterpret_cast<const char*>(first);
     for (std::size_t begin = 0; begin < count; begin += Impl::batchSize) {
         impl_->appendBatch(std::min(Impl::batchSize, count - begin),

@@ -31,7 +31,10 @@ public:
     /// array, members of an object).
     /// Never fails for what a record holds: conflicts are remembered and reported by `Joined`.
     /// @throws std::bad_alloc  the piece may then only be cleared or destroyed.
-    void append(const rapidjson::Value* first, std::size_t count, std::size_t stride);
+    /// @param hasHugeIntegers  whether integers beyond 64 bits may be among the values, marked as
+    ///                         such: no column holds them exactly.
+    void append(const rapidjson::Value* first, std::size_t count, std::size_t stride,
+                bool hasHugeIntegers = false);
     /// The same for records that lie anywhere.
     void append(std::span<rapidjson::Value* const> records);
 

@@ -2,6 +2,8 @@
 
 #include "document/write_number.hpp"
 
+#include <vector>
+
 namespace ostra::io::json::columns {
 
 namespace {
@@ -25,6 +27,8 @@ std::string plainText(const FoundValue& value) {
         return std::to_string(static_cast<std::int64_t>(value.bits));
     case Type::Uint:
         return std::to_string(value.bits);
+    case Type::Huge:
+        return "an integer beyond 64 bits";
     case Type::Double:
         break;
     }
@@ -36,6 +40,26 @@ std::string plainText(const FoundValue& value) {
 
 std::string FoundValue::text() const {
     return plainText(*this) + (inArray ? " in an array" : "");
+}
+
+bool holdsHugeInteger(const rapidjson::Value& value) {
+    std::vector<const rapidjson::Value*> open = {&value};
+    while (!open.empty()) {
+        const rapidjson::Value& next = *open.back();
+        open.pop_back();
+        if (next.IsArray()) {
+            for (const rapidjson::Value& element : next.GetArray()) {
+                open.push_back(&element);
+            }
+        } else if (next.IsObject()) {
+            for (const rapidjson::Value::Member& member : next.GetObject()) {
+                open.push_back(&member.value);
+            }
+        } else if (base::RawValue::isBigInteger(next)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace ostra::io::json::columns

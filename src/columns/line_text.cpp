@@ -47,7 +47,7 @@ bool LineText::readBlock(BlockReader& reader, Stretch& stretch) {
     stretch.textEnd = begin + window.bytes.size();
     core::Lines lines = readLines(reader, window.bytes.substr(lineEnd), stretch.textBegin);
     stretch.hasRecords = true;
-    stretch.piece.append(lines.first, lines.count, sizeof(rapidjson::Value));
+    stretch.piece.append(lines.first, lines.count, sizeof(rapidjson::Value), lines.hasBigIntegers);
     stretch.badLines = lines.badCount;
     stretch.described = std::move(lines.described);
     return true;
@@ -68,7 +68,7 @@ bool LineText::step(Stretch& stretch) {
             const std::size_t size = stretch.textEnd - stretch.textBegin;
             const std::string_view text = source_.read(stretch.textBegin, size, again_.buffer);
             const core::Lines lines = readLines(again_, text, stretch.textBegin);
-            return RecordRun{lines.first, lines.count, false};
+            return RecordRun{lines.first, lines.count, false, lines.hasBigIntegers};
         });
     }
     return true;

@@ -290,7 +290,11 @@ void PieceColumn::appendZeros(std::size_t count) {
 }
 
 Mark PieceColumn::markOf(const Value& value) const {
-    return {data_.rows, data_.elements, FoundValue::of(value, inArray_)};
+    FoundValue found = FoundValue::of(value, inArray_);
+    if (data_.rule == Want::Json && hasHugeIntegers_ && holdsHugeInteger(value)) {
+        found.type = FoundValue::Type::Huge; // which is what has no text of its own
+    }
+    return {data_.rows, data_.elements, found};
 }
 
 } // namespace ostra::io::json::columns

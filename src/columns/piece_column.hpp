@@ -58,6 +58,9 @@ public:
     /// @throws std::bad_alloc  it may then only be cleared or destroyed.
     void append(const rapidjson::Value* const* found, std::size_t count);
 
+    /// Says whether what is appended from now on may hold huge integers, marked as such.
+    void expectHugeIntegers(bool expected) { hasHugeIntegers_ = expected; }
+
     const Gathered& gathered() const { return data_; }
     void clear() noexcept;
 
@@ -111,6 +114,7 @@ private:
 
     ColumnType type_;
     Gathered data_;
+    bool hasHugeIntegers_ = false;
     bool inArray_ = false;  // where the values at hand stand
     std::vector<Run> runs_; // the scalars of an array that holds arrays or objects
     struct Rest {

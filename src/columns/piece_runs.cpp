@@ -1,5 +1,6 @@
 #include "columns/piece_column.hpp"
 
+#include "base/raw_value.hpp"
 #include "document/serialise.hpp"
 #include "node_content/number_class.hpp"
 
@@ -18,6 +19,12 @@ constexpr std::uint64_t allExact = std::uint64_t{1} << 53U;
 
 [[gnu::noinline]] void PieceColumn::noteInteger(const Value& value, std::size_t row,
                                                 std::size_t element) {
+    if (value.IsDouble()) { // a huge one
+        if (!data_.marks.inexact.set()) {
+            data_.marks.inexact = {row, element, FoundValue::of(value, inArray_)};
+        }
+        return;
+    }
     const bool negative = !value.IsUint64();
     if (negative && !data_.marks.negative.set()) {
         data_.marks.negative = {row, element, FoundValue::of(value, inArray_)};
@@ -97,7 +104,7 @@ template <class Source>
                     return false;
                 }
                 to = value.GetDouble();
-                if (!value.IsDouble()) {
+                if (!value.IsDouble() || base::RawValue::isBigInteger(value)) {
                     noteInteger(value, data_.rows + i * Source::rowStep, data_.elements + i);
                 }
                 return true;
@@ -151,6 +158,9 @@ std::size_t PieceColumn::takeJson(const Source& source, std::size_t count, Block
     for (std::size_t i = 0; i < count; ++i) {
         const Value* const value = source[i];
         if (value != nullptr && !value->IsNull()) {
+            if (hasHugeIntegers_ && holdsHugeInteger(*value)) {
+                return i;
+            }
             const tree::TextBuffer text = tree::serialise(*value, {});
             data_.values.append(reinterpret_cast<const std::byte*>(text.data()), text.size());
         }

@@ -20,9 +20,10 @@ std::size_t RowSink::append(const RecordRun& run) {
     const std::size_t count = std::min(run.count, room());
     const std::size_t values = run.areMembers ? 2 : 1;
     piece_.clear();
-    piece_.append(run.first + (values - 1), count, values * sizeof(rapidjson::Value));
+    piece_.append(run.first + (values - 1), count, values * sizeof(rapidjson::Value),
+                  run.hasHugeIntegers);
     if (run.areMembers && wantsKeys_) {
-        appendKeys({run.first, count, true});
+        appendKeys({run.first, count, true, false});
     }
     append(piece_);
     return count;

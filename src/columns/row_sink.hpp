@@ -20,6 +20,7 @@ struct RecordRun {
     const rapidjson::Value* first = nullptr; // values, or members' keys each followed by its value
     std::size_t count = 0;
     bool areMembers = false;
+    bool hasHugeIntegers = false;
 };
 
 /// Serves one thread at a time.

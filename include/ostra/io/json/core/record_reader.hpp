@@ -52,6 +52,7 @@ struct Records {
     /// as `base::RawValue::isBigInteger` tells.
     const rapidjson::Value* first = nullptr;
     std::size_t count = 0;
+    bool hasBigIntegers = false; ///< whether there are any, in the records or behind them
 
     std::size_t end = 0;   ///< where in the window to go on, or behind the closing bracket
     Due due = Due::Record; ///< what is due there
@@ -69,6 +70,7 @@ struct BadLine {
 struct Lines {
     const rapidjson::Value* first = nullptr; ///< as `Records::first`
     std::size_t count = 0;
+    bool hasBigIntegers = false;
     std::size_t badCount = 0;       ///< lines that are refused
     std::vector<BadLine> described; ///< the first of them, in order
 };
