@@ -92,14 +92,14 @@ char* putLeaf(TextBuffer& out, char* at, const rapidjson::Value& value, bool all
     return at;
 }
 
-/// Writes a value and all below it. `Value::Accept` with RapidJSON's writers gives the same text,
+/// Writes a value and all below it, from `at` on. `Value::Accept` with RapidJSON's writers gives the same text,
 /// but its recursion overflows an 8 MB stack at about 100,000 nested arrays.
 ///
 /// Flattened: calls for every key, value and number cost a sixth of the whole.
 template <class Layout>
-[[gnu::flatten]] char* writeTree(TextBuffer& out, const rapidjson::Value& root, bool allowNaNInf,
-                                 Layout layout) {
-    char* at = out.reserve(nullptr, entryRoom);
+[[gnu::flatten]] char* writeTree(TextBuffer& out, char* at, const rapidjson::Value& root,
+                                 bool allowNaNInf, Layout layout) {
+    at = out.reserve(at, entryRoom);
     if (!hasEntries(root)) {
         return putLeaf(out, at, root, allowNaNInf);
     }
@@ -151,10 +151,21 @@ TextBuffer serialise(const rapidjson::Value& value,
     TextBuffer text;
     if (options.prettyPrint) {
         const std::string indent = fl::i18n::ustring_to_utf8(options.indentText);
-        text.finish(writeTree(text, value, options.allowNaNInf, IndentedLayout(indent)));
+        text.finish(writeTree(text, nullptr, value, options.allowNaNInf, IndentedLayout(indent)));
     } else {
-        text.finish(writeTree(text, value, options.allowNaNInf, CompactLayout()));
+        text.finish(writeTree(text, nullptr, value, options.allowNaNInf, CompactLayout()));
     }
+    return text;
+}
+
+TextBuffer serialiseLines(const rapidjson::Value* values, std::size_t count, bool allowNaNInf) {
+    TextBuffer text;
+    char* at = nullptr;
+    for (std::size_t i = 0; i < count; ++i) {
+        at = text.reserve(writeTree(text, at, values[i], allowNaNInf, CompactLayout()), smallPiece);
+        *at++ = '\n';
+    }
+    text.finish(at);
     return text;
 }
 

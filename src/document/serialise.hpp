@@ -17,6 +17,10 @@ namespace ostra::io::json::tree {
 TextBuffer serialise(const rapidjson::Value& value,
                      const write::struct_::WriteStructOptions& options);
 
+/// The texts of values that lie side by side, compact, each followed by an LF.
+/// @throws std::bad_alloc
+TextBuffer serialiseLines(const rapidjson::Value* values, std::size_t count, bool allowNaNInf);
+
 /// As `serialise`, as UTF-16.
 std::u16string serialiseToString(const rapidjson::Value& value,
                                  const write::struct_::WriteStructOptions& options);

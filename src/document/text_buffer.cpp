@@ -46,6 +46,17 @@ TextBuffer::~TextBuffer() {
     std::free(begin_);
 }
 
+char* TextBuffer::release() noexcept {
+    if (begin_ == nullptr) {
+        return nullptr;
+    }
+    // Without the room behind it: the system takes back what it had only promised.
+    void* const text = std::realloc(begin_, std::max<std::size_t>(size(), 1));
+    char* const result = text != nullptr ? static_cast<char*>(text) : begin_;
+    begin_ = end_ = limit_ = nullptr;
+    return result;
+}
+
 char* TextBuffer::grow(char* at, std::size_t count) {
     const auto used = static_cast<std::size_t>(at - begin_);
     if (count > PTRDIFF_MAX / 16 - used) {

@@ -35,6 +35,9 @@ public:
     const char* data() const { return begin_; }
     std::size_t size() const { return static_cast<std::size_t>(end_ - begin_); }
 
+    /// Hands the finished text over, in memory of malloc's; null for none.
+    char* release() noexcept;
+
     // Whoever writes holds the place where the text goes on, `at`, and hands it from call to call:
     // kept in the buffer, it would be stored and loaded again around every byte.
 

@@ -3,8 +3,8 @@
 /// @file
 /// Documents and JSON Lines from and to UTF-8 bytes in memory, without a detour through UTF-16.
 ///
-/// Threads: calls are independent; a document that is written may be read by others meanwhile. Texts
-/// from 2 MiB on are read on several of oneTBB's threads.
+/// Threads: calls are independent; a document that is written may be read by others meanwhile.
+/// Texts from 2 MiB on are read on several of oneTBB's threads.
 
 #include <ostra/io/json/columns/export.hpp>
 
@@ -75,8 +75,8 @@ TVIOJSONCOLUMNS_EXPORT tree::DOM read_lines(std::string_view text, const TextOpt
 ///
 /// @throws std::bad_alloc  if memory is exhausted.
 /// Cost: linear in the text. Any nesting depth on any stack.
-TVIOJSONCOLUMNS_EXPORT Utf8Text
-write_utf8(const rapidjson::Value& value, const write::struct_::WriteStructOptions& options = {});
+TVIOJSONCOLUMNS_EXPORT Utf8Text write_utf8(const rapidjson::Value& value,
+                                           const write::struct_::WriteStructOptions& options = {});
 
 /// Writes values as JSON Lines: the elements of an array, each compact and followed by an LF.
 ///
