@@ -88,7 +88,7 @@ void LineReading::keepFresh() {
         values_.discard();
         return;
     }
-    kept_.append(values_, fresh_);
+    kept_.append(values_, 0, fresh_);
     keptCount_ += std::exchange(fresh_, 0);
 }
 

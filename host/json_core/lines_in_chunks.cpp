@@ -58,7 +58,7 @@ rapidjson::Document readLinesInChunks(const std::u16string& sourceName, std::str
         }
         if (chunk.lines.count != 0) {
             const bool inKept = chunk.lines.first == &chunk.kept.root();
-            array.append(inKept ? chunk.kept : chunk.values, chunk.lines.count);
+            array.append(inKept ? chunk.kept : chunk.values, 0, chunk.lines.count);
             count += chunk.lines.count;
         }
     }
