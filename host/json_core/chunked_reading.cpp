@@ -219,8 +219,7 @@ private:
     std::vector<std::unique_ptr<ValueBuilder>> spare_; // as new, but with room for waiting values
 };
 
-bool readInOneGo(std::string_view text, BigIntegerRule bigIntegers,
-                 rapidjson::Document& document) {
+bool readInOneGo(std::string_view text, BigIntegerRule bigIntegers, rapidjson::Document& document) {
     BlockSource blocks(document.GetAllocator(), text.size(), BlockSource::Takers::one);
     ValueBuilder values(blocks);
     StrictReader reader(text, values, bigIntegers);
@@ -267,7 +266,7 @@ rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_vi
 
 rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
                                  const ReadJSONDocumentOptions& options, std::size_t chunkSize,
-                                BigIntegerRule bigIntegers) {
+                                 BigIntegerRule bigIntegers) {
     rapidjson::Document document;
     if (!readStrictly(text, chunkSize, document, bigIntegers)) {
         document = readPlainly(sourceName, text, options, chunkSize, bigIntegers);

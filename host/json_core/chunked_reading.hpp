@@ -40,6 +40,6 @@ bool readStrictly(std::string_view text, std::size_t chunkSize, rapidjson::Docum
 /// those of `readInChunks`.
 rapidjson::Document readPlainly(const std::u16string& sourceName, std::string_view text,
                                 const ReadJSONDocumentOptions& options, std::size_t chunkSize,
-                                 BigIntegerRule bigIntegers = BigIntegerRule::Round);
+                                BigIntegerRule bigIntegers = BigIntegerRule::Round);
 
 } // namespace ostra::io::json::core

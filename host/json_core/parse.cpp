@@ -37,7 +37,8 @@ rapidjson::Document parse_text(const std::u16string& sourceName, std::string_vie
 
 rapidjson::Document parse_lines(const std::u16string& sourceName, std::string_view text,
                                 const ReadJSONDocumentOptions& options, BigIntegers bigIntegers) {
-    return readLinesInChunks(sourceName, text, options, chunkSizeFor(text.size()), ruleOf(bigIntegers));
+    return readLinesInChunks(sourceName, text, options, chunkSizeFor(text.size()),
+                             ruleOf(bigIntegers));
 }
 
 } // namespace ostra::io::json::core

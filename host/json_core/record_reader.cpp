@@ -3,6 +3,7 @@
 #include "line_reading.hpp"
 #include "parse_error.hpp"
 #include "record_loop.hpp"
+#include "strict_reader.hpp"
 #include "text_reader.hpp"
 #include "utf8.hpp"
 #include "value_builder.hpp"
@@ -48,6 +49,9 @@ public:
 
     Records readRecords(const Window& window, std::size_t begin, std::size_t limit, Due due,
                         bool isObject) {
+        if (auto records = readStrictly(window, begin, limit, due, isObject)) {
+            return *std::move(records);
+        }
         const std::string_view rest = window.bytes.substr(begin);
         const std::size_t visible = rest.size() - (window.isLast ? 0 : incompleteTail(rest));
         const std::size_t wellFormed = findMalformedUtf8(rest.substr(0, visible));
@@ -97,6 +101,38 @@ private:
             bufferSize_ = wanted;
         }
         memory_.emplace(buffer_, bufferSize_, textSize);
+    }
+
+    /// Reads what is strict JSON, by the fast reader.
+    /// @return empty where that does not get to the limit or the end of the array.
+    std::optional<Records> readStrictly(const Window& window, std::size_t begin, std::size_t limit,
+                                        Due due, bool isObject) {
+        if (isObject || due == Due::CommaOrEnd || begin >= window.bytes.size()) {
+            return std::nullopt;
+        }
+        const std::string_view rest = window.bytes.substr(begin);
+        beginCall(std::min(limit - begin, rest.size()));
+        StrictReader reader(rest, memory_->values, bigIntegers_);
+        const Elements elements = reader.readElements(limit - begin);
+        if (elements.count == 0 ||
+            !(reader.readOnlyAscii() || isWellFormedUtf8(rest.substr(0, elements.end)))) {
+            return std::nullopt;
+        }
+        // Behind a comma an element is due only if there is one: or else the comma is reported.
+        if (elements.nextDue && (elements.end == rest.size() || rest[elements.end] == ']' ||
+                                 rest[elements.end] == '/')) {
+            return std::nullopt;
+        }
+        RecordLoop loop(window, options_, isObject, begin + elements.end,
+                        elements.nextDue ? Due::Record : Due::CommaOrEnd);
+        if (loop.goToRecord(limit)) {
+            return std::nullopt; // it does not fit in the window, or is for the other reader
+        }
+        Records records = loop.result();
+        records.count = elements.count;
+        records.hasBigIntegers = memory_->values.hasBigIntegers();
+        records.first = memory_->values.stack().begin() + StrictReader::firstElement;
+        return records;
     }
 
     Records readWellFormed(const Window& window, std::size_t begin, std::size_t limit, Due due,

@@ -13,17 +13,13 @@ namespace {
 
 using rapidjson::Value;
 
-/// Elements read from the middle of a text stand behind a slot for their array, which began
-/// earlier.
-constexpr std::size_t firstElement = 1;
 
 } // namespace
 
-StrictReader::StrictReader(std::string_view text, ValueBuilder& builder,
-                           BigIntegerRule bigIntegers)
-    : builder_(builder), bigIntegers_(bigIntegers), stack_(builder.stack()), storage_(builder.storage()), limit_(text.data()),
-      end_(text.data() + text.size()), origin_(text.data()), textSize_(text.size()),
-      at_(text.data()) {}
+StrictReader::StrictReader(std::string_view text, ValueBuilder& builder, BigIntegerRule bigIntegers)
+    : builder_(builder), bigIntegers_(bigIntegers), stack_(builder.stack()),
+      storage_(builder.storage()), limit_(text.data()), end_(text.data() + text.size()),
+      origin_(text.data()), textSize_(text.size()), at_(text.data()) {}
 
 bool StrictReader::readAll() {
     return goToRoot() && run(Due::root) == Stop::atEnd && nothingFollows();

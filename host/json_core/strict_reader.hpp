@@ -60,6 +60,10 @@ public:
 
     Elements readElements(std::size_t limit) noexcept;
 
+    /// Where on the stack of the builder these are: behind the slot of their array, which began
+    /// earlier.
+    static constexpr std::size_t firstElement = 1;
+
     std::size_t position() const { return positionOf(at_); }
 
     /// Whether everything read so far was ASCII, so that UTF-8 need not be validated. Only strings

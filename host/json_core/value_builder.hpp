@@ -39,9 +39,7 @@ public:
     void real(double value) { ::new (push()) rapidjson::Value(value); }
 
     /// An integer beyond 64 bits, rounded.
-    void bigInteger(double rounded) {
-        markBigInteger(*::new (push()) rapidjson::Value(rounded));
-    }
+    void bigInteger(double rounded) { markBigInteger(*::new (push()) rapidjson::Value(rounded)); }
     void markBigInteger(rapidjson::Value& value) {
         base::RawValue::markBigInteger(value);
         hasBigIntegers_ = true;

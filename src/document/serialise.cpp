@@ -92,8 +92,8 @@ char* putLeaf(TextBuffer& out, char* at, const rapidjson::Value& value, bool all
     return at;
 }
 
-/// Writes a value and all below it, from `at` on. `Value::Accept` with RapidJSON's writers gives the same text,
-/// but its recursion overflows an 8 MB stack at about 100,000 nested arrays.
+/// Writes a value and all below it, from `at` on. `Value::Accept` with RapidJSON's writers gives
+/// the same text, but its recursion overflows an 8 MB stack at about 100,000 nested arrays.
 ///
 /// Flattened: calls for every key, value and number cost a sixth of the whole.
 template <class Layout>
