@@ -1,6 +1,7 @@
 #include "line_reading.hpp"
 
 #include "parse_error.hpp"
+#include "strict_reader.hpp"
 #include "utf8.hpp"
 #include "white_space.hpp"
 
@@ -32,6 +33,9 @@ LineReading::LineReading(std::string_view text, bool isStart, const Options& opt
     : text_(text), isStart_(isStart), options_(options), values_(values), kept_(kept) {}
 
 Lines LineReading::read() {
+    if (readStrictly()) {
+        return std::move(result_);
+    }
     // Where a byte is malformed, every line is looked at by itself.
     isUtf8_ = findMalformedUtf8(text_) == text_.size();
     std::size_t lineBegin = 0;
@@ -52,6 +56,20 @@ Lines LineReading::read() {
     result_.count = keptCount_ + fresh_;
     result_.first = keptCount_ != 0 ? &kept_.root() : fresh_ != 0 ? &values_.root() : nullptr;
     return std::move(result_);
+}
+
+/// Reads all by the fast reader, where it is for that.
+bool LineReading::readStrictly() {
+    const std::string_view text = text_.substr(isStart_ ? byteOrderMarkSize(text_) : 0);
+    StrictReader reader(text, values_, options_.bigIntegers);
+    result_.count = reader.readLines();
+    if (result_.count == 0 || !(reader.readOnlyAscii() || isWellFormedUtf8(text))) {
+        values_.discard();
+        return false;
+    }
+    result_.first = values_.stack().begin() + StrictReader::firstElement;
+    result_.hasBigIntegers = values_.hasBigIntegers();
+    return true;
 }
 
 /// Reads one value after another by one reader, which costs less than one reader a line.

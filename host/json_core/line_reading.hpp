@@ -32,6 +32,7 @@ public:
     Lines read();
 
 private:
+    bool readStrictly();
     std::size_t readGoodLines(std::size_t lineBegin);
     void keepFresh();
     bool endsLine(std::size_t valueBegin, std::size_t& at) const;

@@ -58,7 +58,9 @@ rapidjson::Document readLinesInChunks(const std::u16string& sourceName, std::str
         }
         if (chunk.lines.count != 0) {
             const bool inKept = chunk.lines.first == &chunk.kept.root();
-            array.append(inKept ? chunk.kept : chunk.values, 0, chunk.lines.count);
+            ValueBuilder& values = inKept ? chunk.kept : chunk.values;
+            array.append(values, static_cast<std::size_t>(chunk.lines.first - &values.root()),
+                         chunk.lines.count);
             count += chunk.lines.count;
         }
     }

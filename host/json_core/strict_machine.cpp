@@ -109,12 +109,21 @@ behindElement:
     if (*at != ',') {
         if (*at != ']') {
             std::size_t usualOutside = usualSpaceAround(container);
+            const char* const gap = at;
             at = skipSpace(at, usualOutside);
             if (*at == ',') {
                 goto commaInArray;
             }
             if (*at != ']') [[unlikely]] {
-                return Stop::notStrict;
+                if (!inLines_ || (linkOf(container) & parentBits) != unbegun ||
+                    !passLineEnd(gap, at)) {
+                    return Stop::notStrict;
+                }
+                if (at == end_) {
+                    suspend();
+                    return Stop::atEnd;
+                }
+                goto element;
             }
         }
         goto endOfArray;

@@ -9,12 +9,7 @@
 
 namespace ostra::io::json::core {
 
-namespace {
-
 using rapidjson::Value;
-
-
-} // namespace
 
 StrictReader::StrictReader(std::string_view text, ValueBuilder& builder, BigIntegerRule bigIntegers)
     : builder_(builder), bigIntegers_(bigIntegers), stack_(builder.stack()),
@@ -58,9 +53,7 @@ void StrictReader::finish() {
 Elements StrictReader::readElements(std::size_t limit) noexcept {
     Elements elements;
     try {
-        stack_.require(firstElement);
-        storeContainer(stack_.top, {.link = unbegun, .usualSpace = 0, .position = 0});
-        stack_.top += firstElement;
+        beginElements();
         stopPosition_ = limit;
         const Stop stop = prepare() ? run(Due::element) : Stop::notStrict;
         if (stop == Stop::notStrict) {
@@ -78,6 +71,44 @@ Elements StrictReader::readElements(std::size_t limit) noexcept {
     } catch (const std::exception&) { // never throws: see TextReader
     }
     return elements;
+}
+
+std::size_t StrictReader::readLines() noexcept {
+    const std::string_view text(at_, textSize_);
+    try {
+        beginElements();
+        inLines_ = true;
+        if (!prepare()) {
+            return 0;
+        }
+        const char* const begin = at_;
+        at_ = std::find_if_not(at_, end_, isSpace);
+        lineEnds_ = countByte({begin, static_cast<std::size_t>(at_ - begin)}, '\n');
+        if (run(Due::element) != Stop::atEnd || at_ != end_) {
+            return 0;
+        }
+        // Each value has a line end behind it, so none a comma; and no other line end is in any.
+        const std::size_t count = stack_.size() - firstElement;
+        return count == lineGaps_ && countByte(text, '\n') == lineEnds_ ? count : 0;
+    } catch (const std::exception&) { // whoever reads instead meets the same trouble
+        return 0;
+    }
+}
+
+/// Puts a place for an array that the text has begun before.
+void StrictReader::beginElements() {
+    stack_.require(firstElement);
+    storeContainer(stack_.top, {.link = unbegun, .usualSpace = 0, .position = 0});
+    stack_.top += firstElement;
+}
+
+/// Behind one of the outermost values: passes white space between `gap` and `at`.
+/// @return whether there is a line end in it, or it goes to the end of the text.
+bool StrictReader::passLineEnd(const char* gap, const char* at) {
+    const std::size_t lineEnds = countByte({gap, static_cast<std::size_t>(at - gap)}, '\n');
+    lineEnds_ += lineEnds;
+    ++lineGaps_;
+    return lineEnds != 0 || at == end_;
 }
 
 /// @return whether the text can be read without checking for its end at every byte.

@@ -60,8 +60,11 @@ public:
 
     Elements readElements(std::size_t limit) noexcept;
 
-    /// Where on the stack of the builder these are: behind the slot of their array, which began
-    /// earlier.
+    /// Reads values that stand one a line, from the start of the text: all of it.
+    /// @return how many; 0 if there are none, or if the text is left to `TextReader`.
+    std::size_t readLines() noexcept;
+
+    /// Where on the stack of the builder elements are: behind the slot of their array.
     static constexpr std::size_t firstElement = 1;
 
     std::size_t position() const { return positionOf(at_); }
@@ -83,6 +86,8 @@ private:
     [[gnu::noinline]] Stop lookAround(bool elementDue);
     bool prepare();
     bool goToRoot();
+    void beginElements();
+    [[gnu::noinline]] bool passLineEnd(const char* gap, const char* at);
     bool nothingFollows() const;
     const char* enterTail(const char* at);
     std::size_t positionOf(const char* at) const {
@@ -125,6 +130,9 @@ private:
     std::size_t stopPosition_ = std::string_view::npos;
     std::size_t textSize_;
     bool inTail_ = false;
+    bool inLines_ = false;     // whether line ends, not commas, stand between the outermost values
+    std::size_t lineEnds_ = 0; // that have been passed there,
+    std::size_t lineGaps_ = 0; // and behind how many values
     Due due_ = Due::root;
 
     // The machine's state between two calls of `run`.

@@ -19,6 +19,14 @@ unsigned bytesEqual(__m128i block, char c) {
     return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(c))));
 }
 
+/// @return how many bytes of a mask are set. There is no instruction for it on every x86-64.
+std::size_t countSet(__m128i mask) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i sums = _mm_sad_epu8(_mm_sub_epi8(zero, mask), zero);
+    return static_cast<std::size_t>(
+        _mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums))));
+}
+
 } // namespace
 
 void TextPosition::advance(std::string_view bytes) noexcept {
@@ -35,14 +43,17 @@ void TextPosition::advance(std::string_view bytes) noexcept {
             continue;
         }
         // Continuation bytes are the signed ones below -64.
-        unsigned starts = static_cast<unsigned>(
-            _mm_movemask_epi8(_mm_cmpgt_epi8(block, _mm_set1_epi8(static_cast<char>(-65)))));
-        if (const unsigned ends = bytesEqual(block, '\n'); ends != 0) {
-            place_.line += static_cast<std::size_t>(std::popcount(ends));
-            place_.column = 1;
-            starts &= ~((2U << static_cast<unsigned>(31 - std::countl_zero(ends))) - 1);
+        const __m128i isStart = _mm_cmpgt_epi8(block, _mm_set1_epi8(static_cast<char>(-65)));
+        const unsigned ends = bytesEqual(block, '\n');
+        if (ends == 0) {
+            place_.column += countSet(isStart);
+            byte_ += blockSize;
+            continue;
         }
-        place_.column += static_cast<std::size_t>(std::popcount(starts));
+        auto starts = static_cast<unsigned>(_mm_movemask_epi8(isStart));
+        starts &= ~((2U << static_cast<unsigned>(31 - std::countl_zero(ends))) - 1);
+        place_.line += static_cast<std::size_t>(std::popcount(ends));
+        place_.column = 1 + static_cast<std::size_t>(std::popcount(starts));
         byte_ += blockSize;
     }
     for (; i < bytes.size(); ++i) {

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 namespace ostra::io::json::core {
 
@@ -149,6 +150,23 @@ struct Digits {
     const __m128i sign = _mm_cvtsi64_si128(static_cast<std::int64_t>(negative << 63U));
     storeValue(value, _mm_or_si128(_mm_castpd_si128(_mm_set_sd(magnitude)), sign),
                base::RawValue::realWord);
+}
+
+/// @return how often a byte stands in a text.
+inline std::size_t countByte(std::string_view text, char byte) {
+    std::size_t count = 0;
+    std::size_t i = 0;
+    for (; i + sizeof(__m128i) <= text.size(); i += sizeof(__m128i)) {
+        const __m128i equal = _mm_cmpeq_epi8(loadVector(text.data() + i), _mm_set1_epi8(byte));
+        const __m128i sums =
+            _mm_sad_epu8(_mm_sub_epi8(_mm_setzero_si128(), equal), _mm_setzero_si128());
+        count += static_cast<std::size_t>(
+            _mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums))));
+    }
+    for (; i < text.size(); ++i) {
+        count += text[i] == byte ? 1 : 0;
+    }
+    return count;
 }
 
 } // namespace ostra::io::json::core
