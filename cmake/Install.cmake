@@ -12,6 +12,8 @@ set(libraries tviojsontree)
 set(header_rooms tree)
 set(host_libraries)
 if(NOT TVIOJSONTREE_HOST_PREFIX)
+    list(APPEND libraries tviojsoncolumns)
+    list(APPEND header_rooms columns core)
     set(host_libraries tviojsoncore tviocommonfile tvi18n tvfl tvstring_core qx)
 endif()
 

@@ -23,7 +23,7 @@ TEST(Utf8, IsWhatFilesHold) {
              {test::WriteOptions{}, {.prettyPrint = true, .indentText = u"\t"}}) {
             const Utf8Text text = write_utf8(dom->document, options);
             test::tree::write_file(*dom, test::u16(folder / "file"), options);
-            EXPECT_EQ(text.view(), test::bytesOf(folder / "file"));
+            EXPECT_EQ(text.view(), test::contentOf(folder / "file"));
             const test::tree::DOM read = read_utf8(text.view());
             EXPECT_EQ(write_utf8(read.document, options).view(), text.view());
             EXPECT_TRUE(read.buffer.empty());

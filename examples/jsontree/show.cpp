@@ -142,7 +142,8 @@ void select(LevelReader& reader, const std::string& pointer) {
     try {
         found = reader.cdSelector(pointer);
     } catch (const foundation::core::except::IMsgIDException&) {
-        throw std::runtime_error("'" + pointer + "' is not a JSON Pointer (such as /stations/0/id)");
+        throw std::runtime_error("'" + pointer +
+                                 "' is not a JSON Pointer (such as /stations/0/id)");
     }
     if (!found) {
         throw std::runtime_error("nothing in the document at '" + pointer + "'");

@@ -36,7 +36,7 @@ bool isValue(std::string_view text, const ReadJSONDocumentOptions& options,
              std::string* decoded = nullptr) {
     const std::u16string noName;
     rapidjson::Document::AllocatorType pool;
-    BlockSource blocks(pool, text.size());
+    BlockSource blocks(pool, text.size(), BlockSource::Takers::one);
     ValueBuilder values(blocks);
     TextReader reader(noName, text, options, values);
     try {

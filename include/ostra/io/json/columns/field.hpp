@@ -47,9 +47,10 @@ struct ColumnType {
     /// How rows lie.
     ///
     /// `Scalar`: one value a row; with `Any`, scalars or arrays of scalars, whichever the rows are.
-    /// `List`: each row is flattened as `NodeVector::get_children_exhaustive` does it: nested arrays
-    /// to their scalars in order, objects dropped, a scalar as a list of one. `Fixed`: the same, for
-    /// rows that flatten to exactly `width` values. A row that is null is missing in all of them.
+    /// `List`: each row is flattened as `NodeVector::get_children_exhaustive` does it: nested
+    /// arrays to their scalars in order, objects dropped, a scalar as a list of one. `Fixed`: the
+    /// same, for rows that flatten to exactly `width` values. A row that is null is missing in all
+    /// of them.
     Layout layout = Layout::Scalar;
     std::size_t width = 1; ///< of `Fixed`, above 0
     Mismatch mismatch = Mismatch::Refuse;
@@ -68,7 +69,8 @@ class TVIOJSONCOLUMNS_EXPORT ColumnConflict : public std::runtime_error {
 public:
     /// @param field   the field's name; empty for a column of nodes.
     /// @param row     from 0; of columns in batches, counted over all of them.
-    /// @param found   what stands there: "a string", "3.5", "an array of 4", "a string in an array".
+    /// @param found   what stands there: "a string", "3.5", "an array of 4", "a string in an
+    /// array".
     /// @param wanted  what the column holds: "int64", "strings", "arrays of 3".
     ColumnConflict(std::string field, std::size_t row, std::string found, std::string wanted);
     ~ColumnConflict() override;

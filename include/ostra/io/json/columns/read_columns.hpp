@@ -15,7 +15,7 @@
 
 #include <ostra/io/json/core/parse_error.hpp>
 
-#include "platform/json_core.hpp"
+#include <ostra/io/json/tree/platform/json_core.hpp>
 
 #include <cstddef>
 #include <cstdint>

@@ -12,7 +12,7 @@
 #include <ostra/io/json/core/reading.hpp>
 #include <ostra/io/json/tree/dom.hpp>
 
-#include "platform/json_write.hpp"
+#include <ostra/io/json/tree/platform/json_write.hpp>
 
 #include <cstddef>
 #include <cstdlib>

@@ -8,7 +8,7 @@
 #include <ostra/io/json/tree/export.hpp>
 #include <ostra/io/json/tree/rapidjson.hpp>
 
-#include "platform/json_core.hpp"
+#include <ostra/io/json/tree/platform/json_core.hpp>
 
 #include <cstdint>
 #include <string>
