@@ -3,29 +3,24 @@
 /// memory is its own.
 
 #include "generated_data.hpp"
-#include "side.hpp"
+#include "own_process.hpp"
 
 #include <nlohmann/json.hpp>
 #include <simdjson.h>
 
-#include <sys/mman.h>
-#include <sys/wait.h>
-
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
-#include <limits>
 
 namespace {
 
+using bench::measure;
+using bench::Report;
 using bench::require;
 using bench::tree::NodeVector;
-using Clock = std::chrono::steady_clock;
 
 /// What all sides have to come up with: two columns of integers, three of doubles (one with missing
 /// values), one of strings, which stand in the host's array on all of them.
@@ -149,118 +144,40 @@ Columns withNlohmann(const std::string& path) {
     return result;
 }
 
-/// Sees to it that the machine has memory at hand.
-///
-/// A virtual machine's free memory goes back to its host, and whoever uses it next waits for the
-/// host to hand pages out anew: the same run took 0.17 to 1.0 s, depending on what had run before.
-void fetchMemory() {
-    constexpr std::size_t size = std::size_t{1} << 30U; // more than any side needs
-    void* const memory =
-        ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    require(memory != MAP_FAILED, "memory");
-    ::madvise(memory, size, MADV_HUGEPAGE); // comes back first when it was given back whole
-    std::memset(memory, 1, size);
-    ::munmap(memory, size);
-    std::ofstream("/proc/self/clear_refs") << "5"; // forgets the peak
-}
-
-double peakMegabytes() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmHWM:")) {
-            return std::stod(line.substr(line.find(':') + 1)) / 1024;
-        }
-    }
-    require(false, "peak memory");
-    return 0;
-}
-
-/// What a side's process tells the one that started it.
-struct Report {
-    double seconds;
-    double peakMegabytes;
-    std::size_t signature;
-};
-
-template <class Result>
-Report measure(const std::function<Result()>& run) {
-    fetchMemory();
-    const auto begin = Clock::now();
-    const Result result = run();
-    Report report{};
-    report.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
-    report.peakMegabytes = peakMegabytes();
-    if constexpr (std::is_same_v<Result, HostColumns>) {
-        report.signature = result.columns().signature();
-    } else {
-        report.signature = result.signature();
-    }
-    return report;
-}
-
 Report runSide(const std::string& side, const std::string& path) {
+    const auto signature = [](const Columns& columns) { return columns.signature(); };
+    const auto hostSignature = [](const HostColumns& columns) {
+        return columns.columns().signature();
+    };
     if (side == "library") {
-        return measure<HostColumns>([&] { return withLibrary(path); });
+        return measure([&] { return withLibrary(path); }, hostSignature);
     }
     if (side == "library, one thread") {
         return bench::onOneThread(
-            [&] { return measure<HostColumns>([&] { return withLibrary(path); }); });
+            [&] { return measure([&] { return withLibrary(path); }, hostSignature); });
     }
     if (side == "simdjson") {
-        return measure<Columns>([&] { return withSimdjson(path); });
+        return measure([&] { return withSimdjson(path); }, signature);
     }
     require(side == "nlohmann", "name of a side");
-    return measure<Columns>([&] { return withNlohmann(path); });
-}
-
-Report inOwnProcess(const char* program, const std::string& side, const std::string& path) {
-    const std::string command = std::string(program) + " --side '" + side + "' " + path;
-    FILE* pipe = ::popen(command.c_str(), "r");
-    require(pipe != nullptr, "starting a side");
-    Report report{};
-    require(std::fread(&report, sizeof report, 1, pipe) == 1, "result of a side");
-    require(::pclose(pipe) == 0, "end of a side");
-    return report;
+    return measure([&] { return withNlohmann(path); }, signature);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     if (argc == 4 && std::strcmp(argv[1], "--side") == 0) {
-        const Report report = runSide(argv[2], argv[3]);
-        return std::fwrite(&report, sizeof report, 1, stdout) == 1 ? 0 : 1;
+        return bench::tell(runSide(argv[2], argv[3]));
     }
     constexpr std::size_t recordCount = 500'000;
+    constexpr int rounds = 16; // over two minutes: neighbours come and go
     const std::string path = bench::temporaryPath().string();
     std::ofstream(path, std::ios::binary) << bench::records(recordCount);
-
     const char* const sides[] = {"library", "library, one thread", "simdjson", "nlohmann"};
-    std::array<Report, std::size(sides)> best{};
-    const std::size_t expected = inOwnProcess(argv[0], sides[0], path).signature;
-    for (std::size_t s = 1; s < best.size(); ++s) {
-        require(inOwnProcess(argv[0], sides[s], path).signature == expected, "columns");
-    }
-    constexpr int rounds = 16; // over two minutes: neighbours come and go
-    for (Report& report : best) {
-        report.seconds = std::numeric_limits<double>::infinity();
-    }
-    for (int r = 0; r < rounds; ++r) {
-        for (std::size_t s = 0; s < best.size(); ++s) {
-            const Report report = inOwnProcess(argv[0], sides[s], path);
-            require(report.signature == expected, "columns");
-            if (report.seconds < best[s].seconds) {
-                best[s] = report;
-            }
-        }
-    }
+    const auto best = bench::bestOf(argv[0], sides, path, rounds);
     std::filesystem::remove(path);
-    // The same shape as Google Benchmark's report, as far as scripts/bench_report.py reads it.
     std::printf("{\"benchmarks\": [\n");
-    for (std::size_t s = 0; s < best.size(); ++s) {
-        std::printf("%s{\"name\": \"end to end/file to six columns/%s\", \"run_type\": "
-                    "\"iteration\", \"real_time\": %.1f, \"peak_megabytes\": %.0f}\n",
-                    s == 0 ? "" : ",", sides[s], best[s].seconds * 1e6, best[s].peakMegabytes);
-    }
+    bench::printRuns("end to end/file to six columns", sides, best, true);
     std::printf("]}\n");
     return 0;
 }
