@@ -57,9 +57,10 @@ rapidjson::Document readLinesInChunks(const std::u16string& sourceName, std::str
                             count + bad.record);
         }
         if (chunk.lines.count != 0) {
-            const bool inKept = chunk.lines.first == &chunk.kept.root();
+            const bool inKept = chunk.lines.first == chunk.kept.stack().begin();
             ValueBuilder& values = inKept ? chunk.kept : chunk.values;
-            array.append(values, static_cast<std::size_t>(chunk.lines.first - &values.root()),
+            array.append(values,
+                         static_cast<std::size_t>(chunk.lines.first - values.stack().begin()),
                          chunk.lines.count);
             count += chunk.lines.count;
         }
