@@ -9,8 +9,7 @@
 namespace fl::i18n::detail {
 
 /// Code units (bytes or UTF-16) converted at a time. A piece goes through a buffer on the stack,
-/// which stays in the first-level cache, spares the result a pass of zero-filling, and keeps ICU's
-/// 32-bit lengths far away however long the text is.
+/// which stays in the first-level cache and spares the result a pass of zero-filling.
 inline constexpr std::size_t largestPiece = 1024;
 
 /// The smallest piece: one character of either encoding always fits.

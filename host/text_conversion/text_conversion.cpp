@@ -3,7 +3,6 @@
 #include "base/huge_pages.hpp"
 #include "pieces.hpp"
 
-#include <unicode/ustring.h>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
@@ -12,19 +11,10 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <stdexcept>
 
 namespace fl::i18n {
 namespace detail {
 namespace {
-
-constexpr UChar32 replacement = 0xFFFD;
-
-void check(UErrorCode status) {
-    if (U_FAILURE(status)) {
-        throw std::runtime_error(std::string("text conversion: ") + u_errorName(status));
-    }
-}
 
 std::uint64_t eightBytes(const void* from) {
     std::uint64_t word = 0;
@@ -121,21 +111,41 @@ std::size_t convertPiece(const char* text, std::size_t size, char16_t* out) {
     }
 }
 
-/// Converts one piece. From the first character on that is not ASCII it is left to ICU, which takes
-/// two thirds of the time of the way above where letters of two bytes prevail, as in Greek. A
-/// UTF-16 code unit becomes at most three bytes: `out` has room for `3 * size`.
+/// Converts one piece: the ASCII characters at its start at once, the others one by one. A UTF-16
+/// code unit becomes at most three bytes: `out` has room for `3 * size`.
+///
+/// Measured beside `u_strToUTF8WithSub`: 0.64 to 0.83 of its time for 12 characters, 0.80 to 0.98
+/// for 200, 0.86 to 1.07 for a million, Latin to emoji; so no library of ICU is needed, its macros
+/// do. Going back to runs of ASCII, or a loop of its own per length, takes up to 1.3 times as long.
+/// @return bytes written.
 std::size_t convertPiece(const char16_t* text, std::size_t size, char* out) {
-    const std::size_t ascii = narrowAscii(text, size, out);
-    if (ascii == size) {
-        return size;
+    std::size_t at = narrowAscii(text, size, out);
+    char* to = out + at;
+    while (at != size) {
+        const char16_t unit = text[at];
+        if (unit < 0x80) {
+            *to++ = static_cast<char>(unit);
+            ++at;
+        } else if (unit < 0x800) {
+            to[0] = static_cast<char>(0xC0U | unsigned{unit} >> 6U);
+            to[1] = static_cast<char>(0x80U | (unit & 0x3FU));
+            to += 2;
+            ++at;
+        } else if (!U16_IS_SURROGATE(unit)) {
+            to[0] = static_cast<char>(0xE0U | unsigned{unit} >> 12U);
+            to[1] = static_cast<char>(0x80U | (unsigned{unit} >> 6U & 0x3FU));
+            to[2] = static_cast<char>(0x80U | (unit & 0x3FU));
+            to += 3;
+            ++at;
+        } else {
+            UChar32 character = 0;
+            std::size_t length = 0;
+            U16_NEXT_OR_FFFD(text, at, size, character);
+            U8_APPEND_UNSAFE(to, length, character);
+            to += length;
+        }
     }
-    const auto rest = static_cast<std::int32_t>(size - ascii);
-    std::int32_t written = 0;
-    UErrorCode status = U_ZERO_ERROR;
-    u_strToUTF8WithSub(out + ascii, 3 * rest, &written, text + ascii, rest, replacement, nullptr,
-                       &status);
-    check(status);
-    return ascii + static_cast<std::size_t>(written);
+    return static_cast<std::size_t>(to - out);
 }
 
 /// Where the piece that starts a text should end: at `piece`, or the nearest place before it that
