@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <pthread.h>
 
 #ifdef TVIOJSONTREE_PLAIN_THREADS
 #include <algorithm>
@@ -22,6 +23,19 @@
 #endif
 
 namespace base {
+
+namespace detail {
+inline std::atomic<bool> workersLost = false;
+}
+
+/// Whether this process was forked from one that had run a parallel loop: the worker threads stayed
+/// behind, though oneTBB counts on them. Such a process works on the thread that it has.
+inline bool workersLost() noexcept {
+    static const int registered = pthread_atfork(
+        nullptr, nullptr, [] { detail::workersLost.store(true, std::memory_order_relaxed); });
+    static_cast<void>(registered);
+    return detail::workersLost.load(std::memory_order_relaxed);
+}
 
 #ifndef TVIOJSONTREE_PLAIN_THREADS
 
@@ -41,10 +55,14 @@ inline bool severalThreads() {
 /// tasks of the host, which might want a lock that the caller holds.
 ///
 /// If there is no memory for a worker thread, oneTBB throws that it cannot create one; the
-/// calling thread then does it all.
+/// calling thread then does it all, as it does in a forked child.
 template <class Body>
 void parallelLoop(std::size_t count, const Body& body) {
     if (count == 0) {
+        return;
+    }
+    if (workersLost()) {
+        body(std::size_t{0}, count);
         return;
     }
     std::atomic<bool> begun = false;
@@ -78,6 +96,10 @@ inline bool severalThreads() {
 template <class Body>
 void parallelLoop(std::size_t count, const Body& body) {
     if (count == 0) {
+        return;
+    }
+    if (workersLost()) {
+        body(std::size_t{0}, count);
         return;
     }
     constexpr std::size_t maxThreads = 5;
