@@ -3,6 +3,7 @@
 #include "base/parallel_loop.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace ostra::io::json::columns {
@@ -38,7 +39,9 @@ void OrderedBlocks::work(const std::function<bool()>& isEnough) {
                 reader = reader ? std::move(reader) : takeReader();
                 readNext(lock, *reader);
             } else {
-                changed_.wait(lock);
+                // Not for as long as it takes: the caller is told how far things are, and may stop
+                // them, while other threads wait for a slow source.
+                changed_.wait_for(lock, std::chrono::milliseconds(50));
             }
             if (std::this_thread::get_id() == caller_ && !isStopped_) {
                 const std::size_t bytes = bytesDone_;
