@@ -28,7 +28,11 @@ function(tviojsontree_flags target)
             target_compile_definitions(${target} PRIVATE TVIOJSONTREE_PLAIN_THREADS)
         endif()
     else()
-        target_link_options(${target} PRIVATE -Wl,--no-undefined -Wl,-z,relro -Wl,-z,now)
+        target_link_options(${target} PRIVATE -Wl,-z,relro -Wl,-z,now)
+        get_target_property(type ${target} TYPE)
+        if(NOT type STREQUAL "MODULE_LIBRARY") # whose program has the rest
+            target_link_options(${target} PRIVATE -Wl,--no-undefined)
+        endif()
         if(CMAKE_BUILD_TYPE MATCHES "Rel")
             target_compile_options(${target} PRIVATE -fstack-protector-strong
                                    -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -D_GLIBCXX_ASSERTIONS)

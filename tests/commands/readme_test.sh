@@ -12,6 +12,7 @@ cd "$work"
 ln -s "$root/data" data
 "$program" >out
 # shellcheck disable=SC2016 # those are no expansions
-sed -n '/^```text$/,/^```$/p' "$root/README.md" | sed '1d;$d' | diff -u - out >&2 ||
+awk '/^```cpp$/ { after = 1 } /^```$/ { inside = 0 } inside; after && /^```text$/ { inside = 1 }' \
+    "$root/README.md" | diff -u - out >&2 ||
     { echo "README.md promises another output" >&2; exit 1; }
 grep -q '"depth_m":-1712.0' below_zero.json

@@ -1,0 +1,36 @@
+#pragma once
+
+/// Columns as Python objects, and what Python asks for.
+
+#include "document.hpp"
+
+#include <ostra/io/json/columns/field.hpp>
+
+#include <nanobind/nanobind.h>
+
+#include <vector>
+
+namespace ostrajson {
+
+namespace columns = ostra::io::json::columns;
+
+/// @param given  a sequence of (name, pointer, want, shape, mismatch); see `toColumnType`.
+std::vector<columns::Field> toFields(nb::handle given);
+
+/// Calls an operation of the columns library, whose complaints become Python's.
+template <class Operation>
+auto withColumns(const Operation& operation);
+
+/// Raises the ColumnTypeError of a conflict.
+[[noreturn]] void raiseConflict(const columns::ColumnConflict& conflict);
+
+template <class Operation>
+auto withColumns(const Operation& operation) {
+    try {
+        return operation();
+    } catch (const columns::ColumnConflict& conflict) {
+        raiseConflict(conflict);
+    }
+}
+
+} // namespace ostrajson

@@ -1,0 +1,17 @@
+#include "arrays.hpp"
+#include "document.hpp"
+#include "errors.hpp"
+
+NB_MODULE(_core, module) {
+    using namespace ostrajson;
+    // Objects that a program keeps until its end are no business of ours to print about.
+    nb::set_leak_warnings(false);
+    module.attr("__version__") = OSTRAJSON_VERSION;
+    bindErrors(module);
+    bindArrays();
+    bindDocument(module);
+    bindNodes(module);
+    bindReading(module);
+    bindCursor(module);
+    bindEveryday(module);
+}

@@ -1,0 +1,234 @@
+#include "columns.hpp"
+
+#include "arguments.hpp"
+#include "errors.hpp"
+#include "text_input.hpp"
+
+#include <ostra/io/json/columns/read_columns.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace ostrajson {
+
+namespace {
+
+/// Python's reference to something, dropped on whatever thread the library drops the last copy.
+std::shared_ptr<nb::object> shareable(nb::object object) {
+    return {new nb::object(std::move(object)), [](nb::object* kept) {
+                const nb::gil_scoped_acquire acquired;
+                delete kept;
+            }};
+}
+
+/// Bytes of a buffer, one stretch after the other. They are copied as they are asked for: whoever
+/// changes them meanwhile gets nonsense, but never more.
+columns::Source::Read readBuffer(nb::handle given) {
+    auto buffer = std::shared_ptr<Py_buffer>(new Py_buffer{}, [](Py_buffer* kept) {
+        const nb::gil_scoped_acquire acquired;
+        if (kept->obj != nullptr) {
+            PyBuffer_Release(kept);
+        }
+        delete kept;
+    });
+    if (PyObject_GetBuffer(given.ptr(), buffer.get(), PyBUF_CONTIG_RO) != 0) {
+        throw nb::python_error();
+    }
+    return [buffer, done = std::size_t{0}](char* to, std::size_t size) mutable {
+        const std::size_t count = std::min(size, static_cast<std::size_t>(buffer->len) - done);
+        std::memcpy(to, static_cast<const char*>(buffer->buf) + done, count);
+        done += count;
+        return count;
+    };
+}
+
+/// What a file object reads. Text is encoded, and may then be more than was asked for.
+columns::Source::Read readFile(nb::handle file) {
+    const auto read = shareable(nb::getattr(file, "read"));
+    return [read, rest = std::string()](char* to, std::size_t size) mutable {
+        if (rest.empty()) {
+            const nb::gil_scoped_acquire acquired;
+            const nb::object part = (*read)(size);
+            if (part.is_none()) {
+                PyErr_SetString(PyExc_BlockingIOError,
+                                "source: read() gave None: nothing is there");
+                throw nb::python_error();
+            }
+            const TextInput input(part, "source: read()");
+            const std::size_t count = std::min(size, input.view().size());
+            std::memcpy(to, input.view().data(), count);
+            rest = input.view().substr(count);
+            return count;
+        }
+        const std::size_t count = std::min(size, rest.size());
+        std::memcpy(to, rest.data(), count);
+        rest.erase(0, count);
+        return count;
+    };
+}
+
+/// Where the text comes from, and what Python holds of it meanwhile.
+struct Input {
+    columns::Source source;
+    nb::object owner;
+    std::string_view text; // where it is in memory and cannot change
+};
+
+Input toInput(nb::handle given, const std::string& name) {
+    PyObject* const o = given.ptr();
+    if (PyUnicode_Check(o)) {
+        PyObject* encoded = nullptr;
+        if (PyUnicode_FSConverter(o, &encoded) == 0) { // refuses NUL characters
+            throw nb::python_error();
+        }
+        const nb::object path = nb::steal(encoded);
+        return {columns::Source::file(PyBytes_AS_STRING(path.ptr())), nb::borrow(given), {}};
+    }
+    if (PyBytes_Check(o)) {
+        const std::string_view text(PyBytes_AS_STRING(o),
+                                    static_cast<std::size_t>(PyBytes_GET_SIZE(o)));
+        return {columns::Source::memory(text, name), nb::borrow(given), text};
+    }
+    if (PyObject_CheckBuffer(o) != 0) {
+        columns::Source::Read read = readBuffer(given);
+        const auto size = static_cast<std::size_t>(PyObject_Size(o));
+        return {columns::Source::stream(std::move(read), name, size), nb::none(), {}};
+    }
+    return {columns::Source::stream(readFile(given), name), nb::none(), {}};
+}
+
+/// Lets signals in, and tells Python how far things are.
+std::function<bool(const columns::Progress&)> toProgress(nb::handle callback) {
+    const auto tell = shareable(nb::borrow(callback));
+    return [tell](const columns::Progress& progress) {
+        const nb::gil_scoped_acquire acquired;
+        if (PyErr_CheckSignals() != 0) {
+            throw nb::python_error();
+        }
+        if (!tell->is_none()) {
+            const nb::object total =
+                progress.total ? nb::object(nb::int_(*progress.total)) : nb::none();
+            (*tell)(progress.bytes, total, progress.records);
+        }
+        return true;
+    };
+}
+
+columns::ReadOptions toOptions(nb::handle given) {
+    const auto option = [&given](const char* name) { return nb::object(given[name]); };
+    columns::ReadOptions options;
+    options.syntax =
+        readOptions(option("comments"), option("trailing_commas"), option("allow_nan"));
+    options.form =
+        flagArgument(option("lines"), "lines") ? columns::Form::Lines : columns::Form::Document;
+    const nb::object records = option("records");
+    options.pointer = textArgument(records, "records");
+    try {
+        core::validate_selector(options.pointer);
+    } catch (const std::invalid_argument& error) {
+        raise(Error::Pointer, std::string("records: ") + error.what());
+    }
+    options.keys = flagArgument(option("keys"), "keys");
+    options.bad_lines = flagArgument(option("skip_bad"), "skip_bad") ? columns::BadLines::Skip
+                                                                     : columns::BadLines::Raise;
+    options.huge_integers = flagArgument(option("big_floats"), "big_floats")
+                                ? columns::HugeIntegers::AsDouble
+                                : columns::HugeIntegers::Exact;
+    options.threads = countArgument(option("threads"), "threads");
+    options.block_size = countArgument(option("block_bytes"), "block_bytes");
+    options.progress = toProgress(option("progress"));
+    return options;
+}
+
+/// Runs a reading operation without the GIL.
+template <class Operation>
+auto reading(const Input& input, const Operation& operation) {
+    int number = 0;
+    try {
+        return withColumns([&] {
+            const nb::gil_scoped_release released;
+            return operation();
+        });
+    } catch (const core::ParseError& error) {
+        raiseDecodeError(error, input.text);
+    } catch (const std::system_error& error) {
+        number = error.code().value();
+    } catch (const std::runtime_error& error) {
+        // The file changed while it was read, or there is nothing to read records from.
+        const bool isRead = std::string_view(error.what()).starts_with("cannot read");
+        PyErr_SetString(isRead ? PyExc_OSError : PyExc_LookupError, error.what());
+        throw nb::python_error();
+    }
+    raiseSystemError(number, input.owner);
+}
+
+nb::tuple toPythonColumns(columns::RecordColumns read) {
+    nb::list list;
+    for (columns::Column& column : read.columns) {
+        list.append(nb::cast(std::move(column)));
+    }
+    nb::list errors;
+    for (const core::ParseErrorFields& fields : read.bad_line_list) {
+        errors.append(decodeError(fields, {}));
+    }
+    const nb::object keys = read.keys ? nb::cast(std::move(*read.keys)) : nb::none();
+    return nb::make_tuple(list, keys, read.records, read.bad_lines, errors);
+}
+
+nb::tuple readColumns(nb::handle source, nb::handle name, nb::handle fields, nb::handle options) {
+    const Input input = toInput(source, std::string(textArgument(name, "name")));
+    const std::vector<columns::Field> wanted = toFields(fields);
+    const columns::ReadOptions how = toOptions(options);
+    return toPythonColumns(
+        reading(input, [&] { return columns::read_columns(input.source, wanted, how); }));
+}
+
+/// Batches of columns, one Python thread at a time.
+struct BatchReader {
+    Input input;
+    columns::ColumnReader reader;
+    DocumentLock lock;
+};
+
+void makeBatchReader(BatchReader* self, nb::handle source, nb::handle name, nb::handle fields,
+                     nb::handle options, nb::handle rows, nb::handle bytes) {
+    Input input = toInput(source, std::string(textArgument(name, "name")));
+    const std::vector<columns::Field> wanted = toFields(fields);
+    const columns::ReadOptions how = toOptions(options);
+    const columns::BatchSize batch{.records = countArgument(rows, "batch_rows"),
+                                   .bytes = countArgument(bytes, "batch_bytes")};
+    columns::ColumnReader reader =
+        reading(input, [&] { return columns::ColumnReader(input.source, wanted, how, batch); });
+    new (self) BatchReader{std::move(input), std::move(reader), {}};
+}
+
+nb::object nextBatch(BatchReader& self) {
+    struct Hold {
+        explicit Hold(DocumentLock& held) : lock(held) { lock.lock(); }
+        ~Hold() { lock.unlock(); }
+        DocumentLock& lock;
+    };
+    std::optional<columns::RecordColumns> batch = [&self] {
+        const Hold hold(self.lock);
+        return reading(self.input, [&self] { return self.reader.next(); });
+    }();
+    return batch ? nb::object(toPythonColumns(std::move(*batch))) : nb::none();
+}
+
+} // namespace
+
+void bindReading(nb::module_& module) {
+    module.def("_read_columns", readColumns, arg("source"), arg("name"), arg("fields"),
+               arg("options"));
+    nb::class_<BatchReader>(module, "_BatchReader")
+        .def("__init__", makeBatchReader, arg("source"), arg("name"), arg("fields"), arg("options"),
+             arg("batch_rows"), arg("batch_bytes"))
+        .def("next", nextBatch);
+}
+
+} // namespace ostrajson
