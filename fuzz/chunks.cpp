@@ -1,6 +1,7 @@
 /// A text, read by the fast reader, in one go and in chunks: against the plain one.
 
-#include "identical.hpp"
+#include "oracle/identical.hpp"
+#include "support.hpp"
 
 namespace {
 

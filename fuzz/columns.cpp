@@ -1,6 +1,7 @@
 /// Columns of any document: against values taken one after another.
 
-#include "column_records.hpp"
+#include "oracle/column_records.hpp"
+#include "support.hpp"
 
 #include <ostra/io/json/columns/node_columns.hpp>
 

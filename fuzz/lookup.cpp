@@ -1,6 +1,7 @@
 /// Selectors and node names on any document: against recursion.
 
-#include "lookups.hpp"
+#include "oracle/lookups.hpp"
+#include "support.hpp"
 
 #include <stdexcept>
 

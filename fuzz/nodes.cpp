@@ -1,8 +1,9 @@
 /// Any sequence of node vector operations: against the same done plainly, one node after another,
 /// on a second copy of the document.
 
-#include "record.hpp"
-#include "search.hpp"
+#include "oracle/record.hpp"
+#include "oracle/search.hpp"
+#include "support.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
 

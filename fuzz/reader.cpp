@@ -1,7 +1,8 @@
 /// Any sequence of cursor operations: against a tree and a cursor done the slow way.
 
-#include "model.hpp"
-#include "search.hpp"
+#include "oracle/model.hpp"
+#include "oracle/search.hpp"
+#include "support.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
 

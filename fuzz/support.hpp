@@ -1,50 +1,21 @@
 #pragma once
 
-/// What the fuzzers share. Each is one function over bytes that ends the process where the library
-/// and a slow, obvious way to do the same disagree.
+/// What the fuzzers share. Each is one function over bytes that ends the process if the library and
+/// a slow, obvious way to do the same disagree.
 
-#include "platform/text_conversion.hpp"
-
-#include <ostra/io/json/tree/dom.hpp>
+#include "oracle/agreement.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace fuzz {
-
-namespace tree = ostra::io::json::tree;
-namespace core = ostra::io::json::core;
-using rapidjson::Value;
-using ReadOptions = core::ReadJSONDocumentOptions;
-using WriteOptions = ostra::io::json::write::struct_::WriteStructOptions;
-
-/// Ends the process with a message where `agrees` is false.
-inline void check(bool agrees, const char* what) {
-    if (!agrees) {
-        (void)std::fprintf(stderr, "disagreement: %s\n", what);
-        std::abort();
-    }
-}
-
-inline std::u16string u16(const std::string& utf8) {
-    return fl::i18n::utf8_to_ustring(utf8);
-}
-
-inline std::string u8(const std::u16string& text) {
-    return fl::i18n::ustring_to_utf8(text);
-}
-
-inline std::vector<char> toBytes(const std::string& text) {
-    return {text.begin(), text.end()};
-}
 
 /// Decisions and texts drawn from the fuzzer's bytes; zeros when they have run out.
 class Choices {
@@ -129,21 +100,6 @@ int runSession(const std::uint8_t* data, std::size_t size) {
         Session(text, choices).run();
     }
     return 0;
-}
-
-/// The text of a value that lies somewhere in a document. The value is the root of another for that
-/// long: RapidJSON's own copy of it does arithmetic on null pointers.
-inline std::string textOf(Value& value) {
-    tree::DOM dom;
-    static_cast<Value&>(dom.document).Swap(value);
-    std::string text =
-        u8(tree::write_string(dom, {.allowNaNInf = true, .prettyPrint = false, .indentText = {}}));
-    static_cast<Value&>(dom.document).Swap(value);
-    return text;
-}
-
-inline std::string keyOf(const Value::Member& member) {
-    return {member.name.GetString(), member.name.GetStringLength()};
 }
 
 } // namespace fuzz

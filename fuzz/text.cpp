@@ -1,6 +1,6 @@
 /// A text, read and written: against an independent parser, and back to itself.
 
-#include "slow_text.hpp"
+#include "oracle/slow_text.hpp"
 #include "support.hpp"
 
 #include <nlohmann/json.hpp>

@@ -1,7 +1,7 @@
 /// Columns of nodes, `select`, and the pieces that both are joined from.
 
 #include "columns/extractor.hpp"
-#include "fuzz/column_records.hpp"
+#include "fuzz/oracle/column_records.hpp"
 #include "support/failure.hpp"
 #include "support/nodes.hpp"
 #include "support/random_json.hpp"

@@ -1,6 +1,6 @@
 /// Whole documents in and out: reading, writing, the digits of doubles.
 
-#include "fuzz/slow_text.hpp"
+#include "fuzz/oracle/slow_text.hpp"
 #include "support/failure.hpp"
 #include "support/files.hpp"
 #include "support/text.hpp"

@@ -1,7 +1,7 @@
 /// The cursor against a slow recursive walker, and documents copied by lists alone.
 
 #include "examples/list_copy.hpp"
-#include "fuzz/lookups.hpp"
+#include "fuzz/oracle/lookups.hpp"
 #include "support/random_json.hpp"
 #include "support/text.hpp"
 

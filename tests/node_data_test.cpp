@@ -1,6 +1,6 @@
 /// Types and data of many nodes as columns, against plain serial loops.
 
-#include "fuzz/record.hpp"
+#include "fuzz/oracle/record.hpp"
 #include "support/failure.hpp"
 #include "support/nodes.hpp"
 #include "support/random_json.hpp"

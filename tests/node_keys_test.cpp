@@ -1,6 +1,6 @@
 /// The keys of many objects: their union, and one key set for all.
 
-#include "fuzz/record.hpp"
+#include "fuzz/oracle/record.hpp"
 #include "support/nodes.hpp"
 #include "support/random_json.hpp"
 

@@ -1,6 +1,6 @@
 /// Node vectors: every operation against a slow, obvious, serial one.
 
-#include "fuzz/lookups.hpp"
+#include "fuzz/oracle/lookups.hpp"
 #include "support/nodes.hpp"
 #include "support/random_json.hpp"
 

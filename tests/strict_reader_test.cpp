@@ -1,6 +1,6 @@
 /// The fast reader against the plain one: the same documents to the bit, the same refusals.
 
-#include "fuzz/identical.hpp"
+#include "fuzz/oracle/identical.hpp"
 #include "json_traps.hpp"
 #include "support/random_json.hpp"
 #include "support/text.hpp"

@@ -3,13 +3,17 @@
 /// Host arrays as plain vectors and back, and what node vectors do with them, done the slow way.
 /// Tests compare with it too.
 
-#include "support.hpp"
+#include "agreement.hpp"
 
 #include "platform/exceptions.hpp"
 
 #include <ostra/io/json/tree/node_vector_data.hpp>
 
+#include <algorithm>
+#include <array>
 #include <bit>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <map>
 #include <memory>

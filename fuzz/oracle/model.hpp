@@ -2,8 +2,10 @@
 
 /// A JSON tree and a cursor on it, done the slow way: what the cursor operations are compared with.
 
-#include "support.hpp"
+#include "agreement.hpp"
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>

@@ -8,6 +8,8 @@
 #include <ostra/io/json/tree/level_reader.hpp>
 #include <ostra/io/json/tree/node_vector.hpp>
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 
 namespace fuzz {

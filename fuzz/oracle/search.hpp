@@ -2,8 +2,10 @@
 
 /// Selectors and node names, resolved the slow way: what the lookups are compared with.
 
-#include "support.hpp"
+#include "agreement.hpp"
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>

@@ -2,9 +2,10 @@
 
 /// Whether two readers have made the same of a text.
 
+#include "agreement.hpp"
 #include "json_core/chunked_reading.hpp"
-#include "support.hpp"
 
+#include <cstddef>
 #include <cstring>
 #include <optional>
 #include <stdexcept>

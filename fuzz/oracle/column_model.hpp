@@ -7,8 +7,12 @@
 
 #include <ostra/io/json/columns/field.hpp>
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>

@@ -13,6 +13,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <string>
 
 namespace fuzz {
