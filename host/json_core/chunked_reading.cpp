@@ -12,6 +12,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace ostra::io::json::core {
@@ -70,6 +71,23 @@ struct Plain {
     BigIntegerRule bigIntegers;
 };
 
+/// A place in a sequence that one thread at a time goes on from. Others that come meanwhile do not
+/// wait: whoever has the turn finds what they have left for it.
+class Turn {
+public:
+    /// @return the place to go on from; empty if another thread has it, or nobody has given it yet.
+    std::optional<std::size_t> tryTake() {
+        const std::size_t place = place_.exchange(taken);
+        return place == taken ? std::nullopt : std::optional(place);
+    }
+
+    void giveBack(std::size_t place) { place_ = place; }
+
+private:
+    static constexpr std::size_t taken = std::string_view::npos;
+    std::atomic<std::size_t> place_ = taken;
+};
+
 /// One text being read, by readers of one kind.
 template <class Kind>
 class ChunkedReading {
@@ -93,10 +111,10 @@ public:
             base::parallelLoop(chunks_.size() + 1, [this](std::size_t begin, std::size_t end) {
                 for (; begin < end; ++begin) {
                     readNextStretch();
-                    goOn();
+                    advanceReader();
                 }
             });
-            goOn();
+            advanceReader();
         }
         if (reader_.valueDue()) {
             reader_.readTo(std::string_view::npos);
@@ -135,7 +153,7 @@ private:
         const std::size_t limit = beginOfChunk(0);
         kind_.requireUtf8(text_, 0, limit);
         reader_.readTo(limit);
-        nextChunk_ = 0;
+        nextChunk_.giveBack(0);
     }
 
     void readAhead(std::size_t k) {
@@ -149,26 +167,27 @@ private:
         chunk.isRead = true;
     }
 
-    /// Lets the reader go on through the chunks that have been read, unless another thread does.
-    void goOn() {
-        std::size_t k = nextChunk_.exchange(busy);
-        if (k == busy) {
+    /// Takes the reader through the chunks that have been read, unless another thread does.
+    void advanceReader() {
+        const std::optional<std::size_t> next = nextChunk_.tryTake();
+        if (!next) {
             return;
         }
+        std::size_t k = *next;
         for (; k < chunks_.size() && chunks_[k].isRead; ++k) {
-            goThrough(chunks_[k]); // where this throws, the reader stays busy: nobody goes on
+            passChunk(chunks_[k]); // if this throws, nobody takes the reader any further
         }
-        nextChunk_ = k;
+        nextChunk_.giveBack(k);
     }
 
     /// Goes on to the end of a chunk, taking it over if it fits.
-    void goThrough(Chunk& chunk) {
+    void passChunk(Chunk& chunk) {
         const Elements& elements = chunk.elements;
         if (reader_.valueDue() && reader_.position() < chunk.begin) {
             reader_.readTo(chunk.begin);
         }
         if (elements.count != 0 && reader_.elementDueAt(chunk.begin)) {
-            values_.expect(elements.count, likelyRest(chunk));
+            values_.reserveFor(elements.count, likelyRest(chunk));
             reader_.adopt({elements.count, chunk.begin + elements.end, elements.nextDue},
                           *chunk.values);
         } else {
@@ -210,10 +229,7 @@ private:
     std::deque<Chunk> chunks_;
     std::atomic<std::size_t> nextStretch_ = 0; // the start of the text, then the chunks
 
-    // Whoever takes the number of the chunk that the reader comes to next, and leaves `busy`, has
-    // the reader for itself.
-    static constexpr std::size_t busy = std::string_view::npos;
-    std::atomic<std::size_t> nextChunk_ = busy;
+    Turn nextChunk_; // the chunk that the reader comes to next; whoever has it, has the reader
 
     std::mutex spareMutex_;
     std::vector<std::unique_ptr<ValueBuilder>> spare_; // as new, but with room for waiting values

@@ -3,6 +3,7 @@
 #include "white_space.hpp"
 
 #include <limits>
+#include <optional>
 
 namespace ostra::io::json::core {
 
@@ -47,6 +48,36 @@ bool isKey(std::string_view part, std::size_t end) {
     return end == part.size() || part[end] == ':';
 }
 
+/// A string whole, or any other character that is not white space.
+struct Token {
+    char first;
+    std::size_t begin;
+    std::size_t end; // `npos` if a string does not end in the part
+};
+
+/// The tokens of a part of a text, from a place outside of strings on.
+class Tokens {
+public:
+    explicit Tokens(std::string_view part) : part_(part), at_(findOutsideOfStrings(part)) {}
+
+    /// @return the next token; empty at the end of the part.
+    std::optional<Token> next() {
+        while (at_ < part_.size() && isSpace(part_[at_])) {
+            ++at_;
+        }
+        if (at_ >= part_.size()) {
+            return std::nullopt;
+        }
+        const std::size_t begin = at_;
+        at_ = part_[begin] == '"' ? stringEnd(part_, begin) : begin + 1;
+        return Token{part_[begin], begin, at_};
+    }
+
+private:
+    std::string_view part_;
+    std::size_t at_;
+};
+
 } // namespace
 
 std::size_t findElement(std::string_view text, std::size_t from, std::size_t size) {
@@ -55,20 +86,15 @@ std::size_t findElement(std::string_view text, std::size_t from, std::size_t siz
     int bestLevel = std::numeric_limits<int>::max();
     int level = 0;
     bool afterComma = false;
-    for (std::size_t at = findOutsideOfStrings(part); at < part.size();) {
-        const char c = part[at];
-        const std::size_t begin = at++;
-        if (isSpace(c)) {
-            continue;
-        }
-        bool isElement = afterComma; // but for a key: members begin with one, and only they
+    Tokens tokens(part);
+    while (const std::optional<Token> token = tokens.next()) {
+        const char c = token->first;
+        // Not a key: members begin with one, and only they.
+        const bool isElement =
+            afterComma && (c != '"' || (token->end != npos && !isKey(part, token->end)));
         afterComma = c == ',';
-        if (c == '"') {
-            at = stringEnd(part, begin);
-            isElement = isElement && at != npos && !isKey(part, at);
-        }
         if (isElement && level < bestLevel) {
-            best = from + begin;
+            best = from + token->begin;
             bestLevel = level;
         }
         level += c == '[' || c == '{' ? 1 : c == ']' || c == '}' ? -1 : 0;

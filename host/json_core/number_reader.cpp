@@ -1,7 +1,7 @@
 /// Numbers of any length, with exponents, for the strict reader.
 
 #include "decimal.hpp"
-#include "number_text.hpp"
+#include "nearest_double.hpp"
 #include "strict_reader.hpp"
 #include "text_scan.hpp"
 

@@ -1,4 +1,4 @@
-#include "number_text.hpp"
+#include "nearest_double.hpp"
 #include "parse_error.hpp"
 #include "text_reader.hpp"
 #include "utf8.hpp"

@@ -2,7 +2,7 @@
 
 namespace ostra::io::json::core {
 
-void ValueBuilder::expect(std::size_t count, std::size_t likely) noexcept {
+void ValueBuilder::reserveFor(std::size_t count, std::size_t likely) noexcept {
     if (count > stack_.room()) {
         stack_.tryReserve(std::max(count, likely));
     }

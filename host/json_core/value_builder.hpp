@@ -80,7 +80,7 @@ public:
 
     /// Where there is no room for `count` more values to wait, makes room for `likely` of them in
     /// one step, if memory has it.
-    void expect(std::size_t count, std::size_t likely) noexcept;
+    void reserveFor(std::size_t count, std::size_t likely) noexcept;
 
     /// Takes over `count` values of another builder, from the `first` one on, as if they had been
     /// made here. The other one is as new then.

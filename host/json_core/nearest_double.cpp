@@ -1,4 +1,4 @@
-#include "number_text.hpp"
+#include "nearest_double.hpp"
 
 #include <algorithm>
 #include <charconv>
