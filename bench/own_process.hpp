@@ -21,7 +21,7 @@ namespace bench {
 /// Sees to it that the machine has memory at hand.
 ///
 /// A virtual machine's free memory goes back to its host, and whoever uses it next waits for the
-/// host to hand pages out anew: the same run took 0.17 to 1.0 s, depending on what had run before.
+/// host to hand pages out again: the same run took 0.17 to 1.0 s, depending on what had run before.
 inline void fetchMemory() {
     constexpr std::size_t size = std::size_t{1} << 30U; // more than any side needs
     void* const memory =

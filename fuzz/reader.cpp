@@ -37,7 +37,7 @@ public:
             &Session::setKeyNames, &Session::setValueTypes,  &Session::setNumberTypes,
             &Session::setDoubles,  &Session::setUint64s,     &Session::setInt64s,
             &Session::setStrings,  &Session::compareLists};
-        constexpr std::size_t longest = 200; // levels nest and the model walks them anew each time
+        constexpr std::size_t longest = 200; // levels nest and the model walks them again each time
         for (std::size_t n = 0; !choices_.done() && n < longest; ++n) {
             (this->*steps[choices_.below(std::size(steps))])();
             if (n % 4 == 0) {

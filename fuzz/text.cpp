@@ -105,7 +105,7 @@ void checkMessage(const std::string& message, std::size_t textSize) {
 
 struct Reading {
     std::string events;
-    std::string text; // written anew
+    std::string text; // written again
     bool operator==(const Reading&) const = default;
 };
 

@@ -10,9 +10,9 @@
 namespace embedded_host {
 
 /// @param dims  the extent of each dimension.
-/// @return their product: 0 where any extent is 0, whatever the others; 1 where there are none,
+/// @return their product: 0 if any extent is 0, whatever the others; 1 if there are none,
 ///         since an array without dimensions is a scalar.
-/// @throws std::length_error  where the product overflows.
+/// @throws std::length_error  if the product overflows.
 inline std::size_t elementCount(std::span<const std::size_t> dims) {
     if (std::find(dims.begin(), dims.end(), std::size_t{0}) != dims.end()) {
         return 0;

@@ -1,4 +1,4 @@
-/// Columns where memory runs out: the N-th allocation fails, for every N, of `operator new`, of
+/// Columns when memory runs out: the N-th allocation fails, for every N, of `operator new`, of
 /// `realloc` and of mappings, which grow the columns, and where RapidJSON's pointers are not at
 /// work, of `malloc`. This program brings its own; the library finds them before all others.
 

@@ -15,7 +15,7 @@ namespace {
 namespace core = ostra::io::json::core;
 using namespace std::string_literals;
 
-/// The document as text again; empty where it is refused.
+/// The document as text again; empty if it is refused.
 std::optional<std::string> reading(const std::string& bytes,
                                    const test::ReadOptions& options = {}) {
     test::tree::DOM dom;

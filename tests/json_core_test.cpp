@@ -27,7 +27,7 @@ rapidjson::Document parse(const std::string& text, const std::string& features =
     return parse_json_document(source, {text.begin(), text.end()}, {has('c'), has('t'), has('n')});
 }
 
-/// The message with which a text is refused; empty where it is not.
+/// The message with which a text is refused; empty if it is not.
 std::string refusal(const std::string& text, const std::string& features = "",
                     const std::u16string& source = u"") {
     try {

@@ -32,7 +32,7 @@ std::string counted(std::size_t number, const std::string& noun);
 std::string padded(const std::string& utf8, std::size_t width);
 
 /// Writes to the standard output.
-/// @throws std::runtime_error  where that fails.
+/// @throws std::runtime_error  if that fails.
 void print(const std::string& utf8);
 
 } // namespace example

@@ -28,13 +28,13 @@ public:
 
     bool has(const std::string& name) const;
 
-    /// @return the value given last; empty where the option was not given.
+    /// @return the value given last; empty if the option was not given.
     std::optional<std::string> value(const std::string& name) const;
 
     /// @return all values, in the order given.
     std::vector<std::string> values(const std::string& name) const;
 
-    /// @throws std::runtime_error  where there is not exactly one operand.
+    /// @throws std::runtime_error  if there is not exactly one operand.
     const std::string& file() const;
 
 private:
@@ -49,7 +49,7 @@ ostra::io::json::core::ReadJSONDocumentOptions readOptions(const Options& option
 ostra::io::json::write::struct_::WriteStructOptions writeOptions(const Options& options);
 
 /// @return the whole number that `text` is.
-/// @throws std::runtime_error  where it is none, or above `limit`; the message begins with `what`.
+/// @throws std::runtime_error  if it is none, or above `limit`; the message begins with `what`.
 std::size_t wholeNumber(const std::string& what, const std::string& text, std::size_t limit);
 
 /// @return the finite number that `text` is; failures as `wholeNumber`.

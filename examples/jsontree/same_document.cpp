@@ -18,7 +18,7 @@ bool sameDouble(double a, double b) {
            (std::isnan(a) && std::isnan(b));
 }
 
-/// @return what differs, null where nothing does.
+/// @return what differs, null if nothing does.
 const char* numberGap(const rapidjson::Value& original, const rapidjson::Value& copy,
                       Comparison& result) {
     if (original.IsDouble() || original.IsLosslessDouble()) {

@@ -90,7 +90,7 @@ inline std::u16string textOf(const Tree& tree, const WriteOptions& options) {
     return tree::write_string(dom, options);
 }
 
-/// The class of a number: 0 where a double holds it exactly, 1 or 2 for other integers without and
+/// The class of a number: 0 if a double holds it exactly, 1 or 2 for other integers without and
 /// with a sign.
 inline int classOf(const Number& number) {
     if (const auto* natural = std::get_if<std::uint64_t>(&number)) {
@@ -107,7 +107,7 @@ inline int classOf(const Number& number) {
     return 0;
 }
 
-/// A cursor that keeps the way it went and walks it anew each time.
+/// A cursor that keeps the way it went and walks it again each time.
 class ModelCursor {
 public:
     explicit ModelCursor(Tree root) : root_(std::move(root)) {}

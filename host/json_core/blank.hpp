@@ -9,7 +9,7 @@ namespace ostra::io::json::core {
 
 /// Skips white space and, where allowed, comments.
 ///
-/// @return where the next token begins; `text.size()` where the text shows none, be it for a
+/// @return where the next token begins; `text.size()` if the text shows none, be it for a
 /// comment
 ///         that it does not show whole. What looks like a comment but is none stays.
 std::size_t skipBlank(std::string_view text, std::size_t at, bool allowComments);

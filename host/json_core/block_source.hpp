@@ -32,7 +32,7 @@ public:
     BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t textSize, Takers takers);
 
     /// @return a block of at least `size` bytes, with any content, aligned for values.
-    /// @throws std::bad_alloc  where memory is exhausted.
+    /// @throws std::bad_alloc  if memory is exhausted.
     std::span<char> take(std::size_t size);
 
     /// Takes back what is left of a block, or all of it; the start must be aligned for values. The

@@ -21,9 +21,9 @@ namespace ostra::io::json::core {
 ///
 /// @param text       of any content.
 /// @param chunkSize  bytes of text, above 0.
-/// @throws ParseError  where the text is refused: for the first malformed UTF-8 in it, or for
+/// @throws ParseError  if the text is refused: for the first malformed UTF-8 in it, or for
 ///                         what the reader meets first.
-/// @throws std::bad_alloc  where memory is exhausted.
+/// @throws std::bad_alloc  if memory is exhausted.
 rapidjson::Document readInChunks(const std::u16string& sourceName, std::string_view text,
                                  const ReadJSONDocumentOptions& options, std::size_t chunkSize,
                                  BigIntegerRule bigIntegers = BigIntegerRule::Round);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr auto npos = std::string_view::npos;
 
-/// @return the start of a string, or that of the part where it shows none; `npos` where that cannot
+/// @return the start of a string, or that of the part where it shows none; `npos` if that cannot
 ///         be told.
 std::size_t findOutsideOfStrings(std::string_view part) {
     std::size_t quote = part.find('"');
@@ -32,7 +32,7 @@ std::size_t findOutsideOfStrings(std::string_view part) {
 }
 
 /// @param begin  position of a string's first quote.
-/// @return the position behind its last one, `npos` where the part shows none.
+/// @return the position behind its last one, `npos` if the part shows none.
 std::size_t stringEnd(std::string_view part, std::size_t begin) {
     std::size_t at = begin + 1;
     while (at < part.size() && part[at] != '"') {

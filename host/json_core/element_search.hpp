@@ -16,7 +16,7 @@ namespace ostra::io::json::core {
 /// @param text  JSON text, of any content.
 /// @param from  where the part begins, within the text.
 /// @param size  bytes to look at; cut off at the end of the text.
-/// @return the position of the element's first byte, `std::string_view::npos` where there is none.
+/// @return the position of the element's first byte, `std::string_view::npos` if there is none.
 std::size_t findElement(std::string_view text, std::size_t from, std::size_t size);
 
 } // namespace ostra::io::json::core

@@ -15,7 +15,7 @@ namespace ostra::io::json::core {
 ///
 /// @param chunkSize  bytes of text, above 0; a chunk goes on to the end of its last line.
 /// @throws ParseError      for the first line that is refused.
-/// @throws std::bad_alloc  where memory is exhausted.
+/// @throws std::bad_alloc  if memory is exhausted.
 rapidjson::Document readLinesInChunks(const std::u16string& sourceName, std::string_view text,
                                       const ReadJSONDocumentOptions& options, std::size_t chunkSize,
                                       BigIntegerRule bigIntegers);

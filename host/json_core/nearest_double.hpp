@@ -11,7 +11,7 @@ namespace ostra::io::json::core {
 /// for a double becomes zero with the number's sign.
 ///
 /// @param number  a number by JSON's grammar.
-/// @return the double; empty where the magnitude is beyond every finite double.
+/// @return the double; empty if the magnitude is beyond every finite double.
 /// @throws std::bad_alloc  for very long numbers only. Cost: linear in the length.
 std::optional<double> nearestDouble(std::string_view number);
 

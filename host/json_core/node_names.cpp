@@ -58,7 +58,7 @@ const rapidjson::Value& valueAt(const Step& step) {
 
 /// @return the steps from `node` to the first member with key `name`, depth first in document
 /// order;
-///         none where there is no such member. Cost: linear in what is searched.
+///         none if there is no such member. Cost: linear in what is searched.
 Path findNodeName(const rapidjson::Value& node, std::string_view name) {
     Path path;
     if (!node.IsObject() && !node.IsArray()) {

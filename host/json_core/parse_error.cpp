@@ -32,7 +32,7 @@ ParseError::~ParseError() = default;
 
 void throwParseError(const std::u16string& sourceName, std::string_view text, std::size_t offset,
                      const std::string& reason, std::optional<std::size_t> record) {
-    // Reads the text anew, so that reading without an error pays nothing for positions.
+    // Reads the text again, so that reading without an error pays nothing for positions.
     TextPosition position;
     position.advance(text.substr(0, offset));
     const auto [line, column] = position.place(text.substr(offset).starts_with('\n'));

@@ -21,7 +21,7 @@ namespace ostra::io::json::core {
 ///
 /// @param sourceName  names the source; may be empty.
 /// @param text        the whole text, valid UTF-8 up to `offset`.
-/// @param offset      the offending byte; `text.size()` where the text ends too early.
+/// @param offset      the offending byte; `text.size()` if the text ends too early.
 /// @param reason      what is wrong, free of control characters.
 /// @param record      the record's number, if there are records.
 [[noreturn]] void throwParseError(const std::u16string& sourceName, std::string_view text,

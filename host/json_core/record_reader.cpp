@@ -106,7 +106,7 @@ private:
     }
 
     /// Reads what is strict JSON, by the fast reader.
-    /// @return empty where that does not get to the limit or the end of the array.
+    /// @return empty if that does not get to the limit or the end of the array.
     std::optional<Records> readStrictly(const Window& window, std::size_t begin, std::size_t limit,
                                         Due due, bool isObject) {
         if (isObject || due == Due::CommaOrEnd) {

@@ -24,7 +24,7 @@ bool isWordCharacter(char c) {
            c == '$';
 }
 
-/// @return the character that `\` and `c` stand for, 0 where they are no such escape.
+/// @return the character that `\` and `c` stand for, 0 if they are not an escape.
 char simpleEscape(char c) {
     switch (c) {
     case '"':
@@ -59,7 +59,7 @@ constexpr int unusualExponent = 10'000;
 constexpr std::ptrdiff_t longestExact = 19;
 
 /// @return the double nearest to `magnitude * 10^exponent` where one operation on two exact doubles
-///         gives it, correctly rounded by IEEE 754; empty where that is not so.
+///         gives it, correctly rounded by IEEE 754; empty if that is not so.
 std::optional<double> exactDouble(std::uint64_t magnitude, int exponent) {
     constexpr double powers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,

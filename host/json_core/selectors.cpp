@@ -28,7 +28,7 @@ std::string reasonOf(rapidjson::PointerParseErrorCode code) {
 } // namespace
 
 JSONPointer validate_selector(const std::string& selector) {
-    // RapidJSON writes through null where this memory cannot be had; see ValueBuilder.
+    // RapidJSON writes through null if this memory cannot be had; see ValueBuilder.
     const auto tokens = static_cast<std::size_t>(std::ranges::count(selector, '/'));
     ::operator delete(::operator new(tokens * sizeof(JSONPointer::Token) + selector.size() + 64));
 

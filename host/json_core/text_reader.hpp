@@ -40,7 +40,7 @@ public:
                BigIntegerRule bigIntegers = BigIntegerRule::Round);
 
     // Reading a text: `start`, then `readTo` or `adopt` while a value is due, then `finish`. All
-    // throw ParseError where the text is refused, std::bad_alloc where memory is exhausted.
+    // throw ParseError where the text is refused, std::bad_alloc if memory is exhausted.
 
     /// Goes to the root value, which is due then.
     void start();

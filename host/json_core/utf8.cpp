@@ -10,7 +10,7 @@ unsigned byteAt(std::string_view text, std::size_t i) {
     return static_cast<unsigned char>(text[i]);
 }
 
-/// @return the length of the well-formed sequence at `i`, 0 where there is none.
+/// @return the length of the well-formed sequence at `i`, 0 if there is none.
 std::size_t sequenceLength(std::string_view text, std::size_t i) {
     const unsigned lead = byteAt(text, i);
     if (lead < 0x80) {

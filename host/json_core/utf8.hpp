@@ -18,7 +18,7 @@ bool isWellFormedUtf8(std::string_view text);
 
 /// @return the offset of the first byte of the first sequence in `text` that is not well-formed
 ///         UTF-8 (Unicode 15, table 3-7: no overlong forms, no surrogates, nothing above U+10FFFF);
-///         `text.size()` where there is none. Cost: linear.
+///         `text.size()` if there is none. Cost: linear.
 std::size_t findMalformedUtf8(std::string_view text);
 
 /// @return how many bytes at the end of `text` begin a sequence that it does not show whole: 0

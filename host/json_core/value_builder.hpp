@@ -22,9 +22,9 @@ namespace ostra::io::json::core {
 /// Finished values wait on a stack; the end of a container moves its children into the document in
 /// one copy and leaves the container in their place. RapidJSON's own document does the same from a
 /// stack, but allocates per container and string from 64 KiB chunks of its pool, and writes through
-/// null where memory runs out.
+/// null if memory runs out.
 ///
-/// Every operation throws std::bad_alloc where memory is exhausted. A builder serves one thread;
+/// Every operation throws std::bad_alloc if memory is exhausted. A builder serves one thread;
 /// several may share a source of blocks.
 class __attribute__((visibility("hidden"))) ValueBuilder {
 public:

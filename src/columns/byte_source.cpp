@@ -47,7 +47,7 @@ public:
     OpenFile(const OpenFile&) = delete;
     OpenFile& operator=(const OpenFile&) = delete;
 
-    /// @return its size; empty where only reading shows it.
+    /// @return its size; empty if only reading shows it.
     std::optional<std::size_t> size() const {
         struct stat status {};
         if (::fstat(number_, &status) != 0) {

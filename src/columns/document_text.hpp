@@ -14,7 +14,7 @@ namespace ostra::io::json::columns {
 ///
 /// A block of an array begins where an element seems to begin, and is read ahead as if it did. It
 /// is taken over only if the reader that goes through the text in order arrives exactly there, with
-/// an element due; otherwise that one reads it anew. Members are read in order only.
+/// an element due; otherwise that one reads it again. Members are read in order only.
 class DocumentText : public RecordText {
 public:
     DocumentText(ByteSource& source, std::string name, const ReadOptions& options, RowSink& rows);

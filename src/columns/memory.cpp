@@ -16,7 +16,7 @@ using base::hugePage;
 
 /// Maps fresh memory that begins with a huge page.
 /// @param size  whole huge pages.
-/// @return null where there is none.
+/// @return null if there is none.
 std::byte* mapAligned(std::size_t size) {
     const std::size_t room = size + hugePage;
     void* const mapped =
@@ -85,7 +85,7 @@ void Memory::reserve(std::size_t size, std::size_t used) {
     capacity_ = larger;
 }
 
-/// Address space costs nothing where it is not touched, and moving 1 GiB of pages takes under a
+/// Address space costs nothing if it is not touched, and moving 1 GiB of pages takes under a
 /// millisecond; so a mapping is seldom outgrown, and its size is only tried as far as the system
 /// grants it.
 void Memory::reserveMapped(std::size_t size, std::size_t used) {

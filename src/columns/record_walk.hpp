@@ -60,7 +60,7 @@ private:
 
     struct Origin {
         std::uint32_t before; // the link in front of its place
-        std::uint32_t step;   // the path node that its key leads to; 0 where it is not looked for
+        std::uint32_t step;   // the path node that its key leads to; 0 if nothing looks for it
     };
     struct Open {
         std::uint32_t node;

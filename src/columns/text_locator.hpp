@@ -11,8 +11,8 @@
 
 namespace ostra::io::json::columns {
 
-/// Counts lines only when somebody asks: reads the text anew, or, where it cannot be read again,
-/// before it is forgotten.
+/// Counts lines only when somebody asks: reads the text once more, or, when it cannot be read
+/// again, before it is forgotten.
 class TextLocator {
 public:
     explicit TextLocator(ByteSource& source) : source_(source) {}

@@ -56,7 +56,7 @@ enum class MissingRows : std::uint8_t { Keep, SetNull };
 /// @param view     one row a node; present texts must be valid UTF-8.
 /// @param missing  whether missing rows leave their nodes alone or make them null.
 /// @throws std::invalid_argument  if `view.rows` differs from the number of nodes, `view.kind` is
-///                                `Json`, values or offsets are null where they are needed, offsets
+///                                `Json`, values or offsets are null if they are needed, offsets
 ///                                are negative or descend, or a present text is not UTF-8; nothing
 ///                                changes.
 /// @throws std::bad_alloc         nothing changes.

@@ -30,8 +30,8 @@ enum class BigIntegers : std::uint8_t {
 /// @param options      what the text may contain beyond RFC 8259.
 /// @param bigIntegers  what integers beyond 64 bits become.
 /// @return the document; it owns its allocator, and all its strings are copies.
-/// @throws ParseError      where the text is refused.
-/// @throws std::bad_alloc  where memory is exhausted.
+/// @throws ParseError      if the text is refused.
+/// @throws std::bad_alloc  if memory is exhausted.
 /// Cost: linear. Any nesting depth on any stack.
 TVIOJSONTREE_EXPORT rapidjson::Document parse_text(const std::u16string& sourceName,
                                                    std::string_view text,

@@ -94,7 +94,7 @@ public:
     /// @param begin   where in it to begin.
     /// @param limit   no element that begins here or behind it is read.
     /// @param due     what stands at `begin`.
-    /// @throws std::bad_alloc  where memory is exhausted.
+    /// @throws std::bad_alloc  if memory is exhausted.
     /// Cost: linear in what is read.
     Records readElements(const Window& window, std::size_t begin, std::size_t limit, Due due);
 
@@ -107,7 +107,7 @@ public:
     /// @param isStart       whether a byte-order mark may stand in front.
     /// @param skipBad       whether to go on behind lines that are refused.
     /// @param mostDescribed how many of these to describe; at least 1.
-    /// @throws std::bad_alloc  where memory is exhausted.
+    /// @throws std::bad_alloc  if memory is exhausted.
     Lines readLines(std::string_view text, bool isStart, bool skipBad, std::size_t mostDescribed);
 
 private:
