@@ -45,9 +45,10 @@ RecordColumns wholeDocument(const std::string& text, const std::vector<Field>& f
     dom->document = core::parse_text(u"source", text, options.syntax);
     rapidjson::Value* const found = core::validate_selector(options.pointer).Get(dom->document);
     if (found == nullptr || !(found->IsObject() || found->IsArray())) {
-        throw std::runtime_error(
-            "source: " + std::string(found == nullptr ? "nothing" : "no array or object") +
-            " of records at '" + options.pointer + "'");
+        throw std::runtime_error("source: no records at '" + options.pointer + "', " +
+                                 (found == nullptr
+                                      ? "there is nothing"
+                                      : "what is there is neither an array nor an object"));
     }
     const test::tree::NodeVector records = test::tree::NodeVector(dom, {found}).get_children();
     RecordColumns result;

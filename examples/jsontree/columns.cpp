@@ -2,6 +2,7 @@
 #include "console.hpp"
 #include "edits.hpp"
 #include "options.hpp"
+#include "read_columns.hpp"
 #include "records.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
@@ -33,12 +34,27 @@ tree::NodeVector recordsAt(const std::shared_ptr<tree::DOM>& dom, const std::str
 int columns(Arguments arguments) {
     auto known = documentOptions();
     known.insert({{"records", Takes::Value}, {"column", Takes::Value}, {"set", Takes::Value}});
+#ifdef JSONTREE_READS_COLUMNS
+    known.insert({{"lines", Takes::Nothing}, {"csv", Takes::Value}, {"json-lines", Takes::Value}});
+#endif
     const Options options(arguments, known);
     const auto form = writeOptions(options);
     const auto pointer = options.value("records");
-    if (!pointer) {
+    if (!pointer && !options.has("lines")) {
         throw std::runtime_error("columns: which --records POINTER? See --help");
     }
+#ifdef JSONTREE_READS_COLUMNS
+    if (needsNoDocument(options)) {
+        readColumns(options);
+        return 0;
+    }
+    for (const char* const name : {"lines", "csv", "json-lines"}) {
+        if (options.has(name)) {
+            throw std::runtime_error(std::string("--") + name +
+                                     " does not go with --set or --output");
+        }
+    }
+#endif
     std::vector<Edit> edits;
     for (const std::string& edit : options.values("set")) {
         edits.push_back(parseEdit(edit));

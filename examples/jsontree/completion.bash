@@ -21,13 +21,13 @@ _jsontree() {
         mapfile -t COMPREPLY < <(compgen -W "scale: rename: resize:" -- "$current")
         return
         ;;
-    --output) ;;
+    --output | --csv | --json-lines) ;;
     *)
         if [[ $current == -* ]]; then
             words="--output --pretty --compact --allow-comments --allow-trailing-commas --allow-nan"
             case $command in
             show) words+=" --select --depth --help --version" ;;
-            columns) words+=" --records --column --set" ;;
+            columns) words+=" --records --lines --column --csv --json-lines --set" ;;
             esac
             mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
             return

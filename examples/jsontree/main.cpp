@@ -32,10 +32,15 @@ const char* const help = R"(jsontree - look into JSON documents, level by level 
       Copies the document through the cursor's flat typed lists alone, counts what was carried and
       checks that nothing was lost. --output keeps the copy.
 
+  jsontree columns FILE --records POINTER [--column SELECTOR]... [--csv FILE] [--json-lines FILE]
+  jsontree columns FILE --lines [--column SELECTOR]... [--csv FILE] [--json-lines FILE]
+      Reads the records of the array (or object) at POINTER, or those of JSON Lines, one a line,
+      however large FILE is, and prints how many there are and the first of them. SELECTOR is a
+      JSON Pointer from a record, such as /position/latitude: prints how many records have it, of
+      what kind the values are, and the first of them. --csv and --json-lines write the columns.
+
   jsontree columns FILE --records POINTER [--column SELECTOR]... [--set EDIT]... [--output FILE]
-      Stands on the array (or object) of records at POINTER and prints how many there are and
-      which keys they have. SELECTOR is a JSON Pointer from a record, such as /position/latitude:
-      prints how many records have it and the first values.
+      The same with the document in memory, and which keys the records have.
       Edits are made in the order given, and --output writes the changed document:
         --set scale:SELECTOR=FACTOR    multiplies the numbers at SELECTOR; they become doubles
         --set rename:OLD=NEW[,...]     renames keys of the records; order and values stay

@@ -134,11 +134,16 @@ void printColumn(const NodeVector& records, const std::string& selector) {
 }
 
 void printRecords(const NodeVector& records) {
+    print(counted(records.nodes.size(), "record") + ", " + counted(keysOf(records).size(), "key") +
+          "\n");
+    printTable(records);
+}
+
+void printTable(const NodeVector& records) {
     const std::vector<std::string> keys = keysOf(records);
     const NodeVector shown = firstNodes(records, shownRecords);
     constexpr std::size_t cellWidth = shownCharacters + 3;
 
-    print(counted(records.nodes.size(), "record") + ", " + counted(keys.size(), "key") + "\n");
     std::string heading = padded("", shownCharacters);
     for (std::size_t i = 0; i < shown.nodes.size(); ++i) {
         heading += padded("[" + std::to_string(i) + "]", cellWidth) + " ";

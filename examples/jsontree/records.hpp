@@ -22,6 +22,9 @@ std::vector<std::string> keysOf(const ostra::io::json::tree::NodeVector& nodes);
 /// Prints on one line what a selector finds from the records: hits, misses, the first values.
 void printColumn(const ostra::io::json::tree::NodeVector& records, const std::string& selector);
 
+/// Prints a table of the first records by their keys.
+void printTable(const ostra::io::json::tree::NodeVector& records);
+
 /// Prints how many records there are, the keys they have, and a table of the first of them.
 void printRecords(const ostra::io::json::tree::NodeVector& records);
 

@@ -52,9 +52,9 @@ void DocumentText::start(const std::function<void()>& report) {
     case Stop::Records:
         break;
     case Stop::NoRecords:
-        failToFind("no array or object");
+        failToFind("what is there is neither an array nor an object");
     default:
-        failToFind("nothing");
+        failToFind("there is nothing");
     }
     origin_ = position_;
     isObject_ = scanner_.isObject();
@@ -220,8 +220,8 @@ void DocumentText::noteGuess(bool wasRight) {
 }
 
 void DocumentText::failToFind(const char* what) const {
-    throw std::runtime_error((name_.empty() ? "" : name_ + ": ") + what + " of records at '" +
-                             options_.pointer + "'");
+    throw std::runtime_error((name_.empty() ? "" : name_ + ": ") + "no records at '" +
+                             options_.pointer + "', " + what);
 }
 
 } // namespace ostra::io::json::columns

@@ -82,11 +82,12 @@ prints '.* 0 integers that .*' -- copy copy.json
 prints '.*' -- copy loose.json --allow-comments --allow-nan --allow-trailing-commas
 
 # Columns: hits and misses, mixed types, edits.
-prints 'small.json /rows: 3 records, 4 keys' 'x +double 1 +uint64 9007199254740993 +"no number"' \
+prints 'small.json /rows: 3 records' 'x +double 1 +uint64 9007199254740993 +"no number"' \
     'y +- +int64 -9007199254740993 +-' 'a/b~ +- +- +true' \
-    '/tags: 2 found, 1 missing: array\[2\], array\[0\]' '/tags/1: 1 found, 2 missing: "q"' \
-    -- columns small.json --records /rows --column /tags --column /tags/1
-prints 'small.json: 4 records, .*' '/none: 0 found, 4 missing' -- columns small.json --records= --column /none
+    '/tags: 2 found, 1 missing: lists of text \["p","q"\], \[\]' '/tags/1: 1 found, 2 missing: text "q"' \
+    '/x: 3 found, 0 missing: JSON 1, 9007199254740993, "no number"' \
+    -- columns small.json --records /rows --column /tags --column /tags/1 --column /x
+prints 'small.json: 4 records' '/none: 0 found, 4 missing' -- columns small.json --records= --column /none
 prints 'scaled 2 numbers' '/labels: 2 arrays with 2 elements in all' 'keys: X, labels, y, a/b~' \
     'resized to 1 element each: 2 arrays with 2 elements in all' \
     -- columns small.json --records /rows --set scale:/x=0.5 --set rename:x=X,tags=labels \
@@ -94,8 +95,45 @@ prints 'scaled 2 numbers' '/labels: 2 arrays with 2 elements in all' 'keys: X, l
 same "$("$program" edited.json --select /rows --compact)" \
     '[{"X":0.5,"labels":["p"]},{"X":4503599627370496.0,"y":-9007199254740993},{"X":"no number","labels":[null],"a/b~":true}]'
 same "$("$program" edited.json --select /d --compact)" '[[[["bottom"]]]]'
-prints '.* /position/depth_m: .*|/position/depth_m: 2,[0-9]+ found, [0-9]+ missing: double 1712, .*' \
+prints '/position/depth_m: 2,[0-9]+ found, [0-9]+ missing: int64 1712, .*' \
     -- columns "$stations" --records /stations --column /position/depth_m
+
+# Tables: what a reader of CSV makes of one is what stands in the lines, and in the data.
+prints '.*: 2,400 records' '/name: .*' -- columns "$stations" --records /stations \
+    --column /name --column /position/depth_m --column /id --column /sensors --column /active \
+    --csv table.csv --json-lines table.jsonl
+printf '{"a,\\"b":"x,\\r\\n\\"y\\"","c":[1,null]}\n\n{"a,\\"b":"","c":null}\r\n{}' >odd.jsonl
+prints 'odd.jsonl: 3 records' -- columns odd.jsonl --lines --column '/a,"b' --column /c \
+    --csv odd.csv --json-lines again.jsonl
+python3 - "$stations" <<'PYTHON' || complain "a table reads back as something else"
+import csv, json, sys
+
+def rows(path):
+    with open(path, encoding="utf-8", newline="") as file:
+        return list(csv.DictReader(file, strict=True))
+
+with open(sys.argv[1], encoding="utf-8") as file:
+    stations = json.load(file)["stations"]
+with open("table.jsonl", encoding="utf-8") as file:
+    lines = [json.loads(line) for line in file]
+table = rows("table.csv")
+assert len(table) == len(lines) == len(stations) == 2400
+for cells, line, station in zip(table, lines, stations):
+    station = {**station, "position/depth_m": station["position"].get("depth_m")}
+    for name, cell in cells.items():
+        value = station.get(name)
+        assert line.get(name) == value, (name, line, value)
+        if not isinstance(value, str):
+            assert (json.loads(cell) if cell else None) == value, (name, cell, value)
+        else:
+            assert cell == value, (name, cell, value)
+odd = rows("odd.csv")
+assert odd == [{'a,"b': 'x,\r\n"y"', "c": "[1,null]"}, {'a,"b': "", "c": ""},
+               {'a,"b': "", "c": ""}], odd
+with open("again.jsonl", encoding="utf-8") as file:
+    assert [json.loads(line) for line in file] == [
+        {'a,"b': 'x,\r\n"y"', "c": [1, None]}, {'a,"b': "", "c": None}, {}]
+PYTHON
 
 # Whatever is wrong: one line, status 1, and no file harmed.
 printf '{"a":1,\n"b":}' >bad.json
@@ -114,8 +152,13 @@ refuses "one FILE at a time: .*" small.json small.json
 refuses ".*/dev/full.*: No space left on device" small.json --output /dev/full
 refuses ".*no/such/folder.*" copy small.json --output no/such/folder/x.json
 refuses ".*which --records.*" columns small.json
-refuses "nothing in the document at '/none'" columns small.json --records /none
-refuses "no array of records at '/rows/0/x'" columns small.json --records /rows/0/x
+refuses "small.json: no records at '/none', there is nothing" columns small.json --records /none
+refuses "small.json: no records at '/rows/0/x', what .*" columns small.json --records /rows/0/x
+refuses "nothing in the document at '/none'" columns small.json --records /none --output edited.json
+refuses "no array of records at '/rows/0/x'" columns small.json --records /rows/0/x --output edited.json
+refuses "--lines does not go with .*" columns small.json --lines --output edited.json
+refuses "columns: which --column .*" columns small.json --lines --csv table.csv
+refuses "small.json:1:[0-9]+: unexpected end of line, .*, record 0.*" columns small.json --lines
 refuses '.*no JSON Pointer: "rows".*' columns small.json --records rows
 refuses '.*no JSON Pointer: "x".*' columns small.json --records /rows --column x
 refuses "--set: 'grow:/x=2' is not a .*" columns small.json --records /rows --set grow:/x=2
