@@ -18,7 +18,6 @@ import importlib.metadata
 import json
 import pathlib
 import platform
-import resource
 import subprocess
 import sys
 import time
@@ -77,6 +76,14 @@ def is_exact(columns: dict[str, np.ndarray], folder: pathlib.Path) -> bool:
     return True
 
 
+def memory_in_use(name: str) -> int:
+    """Return an entry of this process's status, in kB."""
+    for line in pathlib.Path("/proc/self/status").read_text().splitlines():
+        if line.startswith(name + ":"):
+            return int(line.split()[1])
+    raise LookupError(name)
+
+
 def run_side(name: str, workload: str, folder: pathlib.Path) -> dict[str, object]:
     """Run one side once; to be called in a process of its own."""
     side = sides.SIDES[name]
@@ -84,13 +91,14 @@ def run_side(name: str, workload: str, folder: pathlib.Path) -> dict[str, object
         importlib.import_module(module)
     if side.without_gc:
         gc.disable()
-    before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+    pathlib.Path("/proc/self/clear_refs").write_text("5")  # the peak so far is forgotten
+    before = memory_in_use("VmRSS")
     source = folder / ("lines.jsonl" if workload == "lines" else "records.json")
     target = folder / f"out-{name.replace(' ', '-')}.json"
     started = time.perf_counter()
     answer = side.functions[workload](str(source), str(target))
     seconds = time.perf_counter() - started
-    memory = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before
+    memory = memory_in_use("VmHWM") - before
     if workload == "edit":
         exact = json.loads(target.read_bytes()) == json.loads((folder / "edited.json").read_bytes())
         target.unlink()
@@ -118,11 +126,8 @@ def run(folder: pathlib.Path, megabytes: int, rounds: int) -> None:
                 one = json.loads(done.stdout)
                 results.setdefault(workload, {}).setdefault(name, []).append(one)
                 print(f"{turn + 1} {workload:8} {name:20} {one}", flush=True)
-    versions = {
-        side.package: importlib.metadata.version(side.package)
-        for side in sides.SIDES.values()
-        if side.is_installed() and side.package != "json"
-    }
+    packages = {side.package for side in sides.SIDES.values() if side.is_installed()} - {"json"}
+    versions = {name: importlib.metadata.version(name) for name in sorted(packages)}
     facts = {
         "bytes": (folder / "records.json").stat().st_size,
         "rounds": rounds,

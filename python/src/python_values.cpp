@@ -103,8 +103,8 @@ private:
     static_assert(slots == std::size_t{1} << (64 - 54));
 
     static bool isText(PyObject* kept, std::string_view text) {
-        return static_cast<std::size_t>(PyUnicode_GET_LENGTH(kept)) == text.size() &&
-               std::memcmp(PyUnicode_DATA(kept), text.data(), text.size()) == 0;
+        return text == std::string_view(static_cast<const char*>(PyUnicode_DATA(kept)),
+                                        static_cast<std::size_t>(PyUnicode_GET_LENGTH(kept)));
     }
 
     std::array<PyObject*, slots> keys_{};

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,7 +40,7 @@ columns::Source::Read readBuffer(nb::handle given) {
     }
     return [buffer, done = std::size_t{0}](char* to, std::size_t size) mutable {
         const std::size_t count = std::min(size, static_cast<std::size_t>(buffer->len) - done);
-        std::memcpy(to, static_cast<const char*>(buffer->buf) + done, count);
+        std::copy_n(static_cast<const char*>(buffer->buf) + done, count, to);
         done += count;
         return count;
     };
@@ -61,12 +60,12 @@ columns::Source::Read readFile(nb::handle file) {
             }
             const TextInput input(part, "source: read()");
             const std::size_t count = std::min(size, input.view().size());
-            std::memcpy(to, input.view().data(), count);
+            std::copy_n(input.view().data(), count, to);
             rest = input.view().substr(count);
             return count;
         }
         const std::size_t count = std::min(size, rest.size());
-        std::memcpy(to, rest.data(), count);
+        std::copy_n(rest.data(), count, to);
         rest.erase(0, count);
         return count;
     };
