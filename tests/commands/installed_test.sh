@@ -58,7 +58,7 @@ echo "== the program"
 version=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt")
 [ "$("$work/moved/bin/jsontree" --version)" = "jsontree $version" ] || fail "jsontree's version"
 [ "$(pkg-config --modversion tviojsontree)" = "$version" ] || fail "pkg-config's version"
-[[ $(grep -m 1 '^## ' "$root/CHANGELOG.md") == "## [$version]"* ]] || fail "CHANGELOG.md's version"
+[[ $(grep -m 1 '^## \[[0-9]' "$root/CHANGELOG.md") == "## [$version]"* ]] || fail "CHANGELOG.md's version"
 grep -q "^.TH JSONTREE 1 .*$version" "$work/moved/share/man/man1/jsontree.1" || fail "man page"
 
 echo "== a subdirectory, beside a host's own libraries"
