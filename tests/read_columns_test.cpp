@@ -1,6 +1,6 @@
 /// From text to columns in blocks: against reading the whole document and taking its columns.
 
-#include "support/columns.hpp"
+#include "fuzz/read_model.hpp"
 #include "support/failure.hpp"
 #include "support/files.hpp"
 #include "support/nodes.hpp"
@@ -28,104 +28,14 @@ using ostra::io::json::columns::Source;
 const core::ReadJSONDocumentOptions relaxed = {
     .allowComments = true, .allowTrailingCommas = true, .allowNaNInf = true};
 
-std::vector<Field> someFields() {
-    // None of them can be in conflict.
-    return {{"a", "/a", {.want = Want::Int64, .mismatch = Mismatch::Missing}},
-            {"first", "/0", {.want = Want::Double, .mismatch = Mismatch::Missing}},
-            {"all", "", {.want = Want::Json}},
-            {"list",
-             "/b",
-             {.want = Want::Text, .layout = Layout::List, .mismatch = Mismatch::Missing}}};
-}
-
-/// Reads all of a document, takes the columns of the records, and joins both, the slow way.
-RecordColumns wholeDocument(const std::string& text, const std::vector<Field>& fields,
-                            const ReadOptions& options) {
-    const auto dom = test::tree::make_dom_ptr();
-    dom->document = core::parse_text(u"source", text, options.syntax);
-    rapidjson::Value* const found = core::validate_selector(options.pointer).Get(dom->document);
-    if (found == nullptr || !(found->IsObject() || found->IsArray())) {
-        throw std::runtime_error("source: no records at '" + options.pointer + "', " +
-                                 (found == nullptr
-                                      ? "there is nothing"
-                                      : "what is there is neither an array nor an object"));
-    }
-    const test::tree::NodeVector records = test::tree::NodeVector(dom, {found}).get_children();
-    RecordColumns result;
-    result.columns = select(records, fields);
-    result.records = records.nodes.size();
-    if (options.keys && found->IsObject()) {
-        result.keys.emplace();
-        result.keys->kind = Kind::Text;
-        result.keys->rows = result.records;
-        result.keys->offsets.push_back(0);
-        for (const auto& member : found->GetObject()) {
-            result.keys->values.append(reinterpret_cast<const std::byte*>(member.name.GetString()),
-                                       member.name.GetStringLength());
-            result.keys->offsets.push_back(static_cast<std::int64_t>(result.keys->values.size()));
-            result.keys->states.push_back(State::Present);
-        }
-    }
-    return result;
-}
-
-/// The same for lines: each one is a text of its own.
-RecordColumns lineByLine(const std::string& text, const std::vector<Field>& fields,
-                         const ReadOptions& options) {
-    const auto dom = test::tree::make_dom_ptr();
-    dom->document.SetArray();
-    RecordColumns result;
-    std::size_t record = 0;
-    std::size_t lineBegin = 0;
-    for (std::size_t end = 0; lineBegin < text.size(); lineBegin = end + 1) {
-        end = std::min(text.find('\n', lineBegin), text.size());
-        try {
-            auto one = core::parse_lines(u"source", text.substr(lineBegin, end - lineBegin),
-                                         options.syntax);
-            for (rapidjson::Value& value : one.GetArray()) {
-                rapidjson::Value copy(value, dom->document.GetAllocator());
-                dom->document.PushBack(copy, dom->document.GetAllocator());
-                ++record;
-            }
-        } catch (const core::ParseError& error) {
-            core::ParseErrorFields bad = error.fields();
-            const std::string front = text.substr(0, lineBegin + bad.byte);
-            bad.byte += lineBegin;
-            bad.record = record++;
-            core::TextPosition position;
-            position.advance(front);
-            bad.line = position.place(text.substr(front.size()).starts_with('\n')).line;
-            if (options.bad_lines == BadLines::Raise) {
-                throw core::ParseError(bad);
-            }
-            if (++result.bad_lines <= 100) {
-                result.bad_line_list.push_back(bad);
-            }
-        }
-    }
-    const test::tree::NodeVector records = test::rootOf(dom).get_children();
-    result.columns = select(records, fields);
-    result.records = records.nodes.size();
-    return result;
-}
-
 void expectTheSame(const std::string& text, ReadOptions options = {},
-                   const std::vector<Field>& fields = someFields()) {
-    const std::string expected = test::outcomeOf([&] {
-        return options.form == Form::Lines ? lineByLine(text, fields, options)
-                                           : wholeDocument(text, fields, options);
-    });
+                   const std::vector<Field>& fields = fuzz::blocks::someFields()) {
+    const std::string expected = fuzz::blocks::expectedOutcome(text, fields, options);
     for (const std::size_t blockSize : {3, 20, 150, 1000, 1'000'000}) {
         for (const std::size_t threads : {1, 4}) {
             options.block_size = blockSize;
             options.threads = threads;
-            std::string outcome = test::outcomeOf(
-                [&] { return read_columns(Source::memory(text, "source"), fields, options); });
-            if (const std::size_t record = outcome.find(", record ");
-                record != std::string::npos && options.form == Form::Document) {
-                outcome.replace(record, outcome.size(), ")"); // which the whole does not know
-            }
-            EXPECT_EQ(outcome, expected)
+            EXPECT_EQ(fuzz::blocks::outcomeInBlocks(text, fields, options), expected)
                 << blockSize << ' ' << threads << ' ' << text.substr(0, 2000);
         }
     }
@@ -211,7 +121,8 @@ TEST(ReadColumns, OfLines) {
         }
         text.resize(text.size() - sequence % 2);
         for (const BadLines bad : {BadLines::Raise, BadLines::Skip}) {
-            expectTheSame(text, {.form = Form::Lines, .bad_lines = bad}, someFields());
+            expectTheSame(text, {.form = Form::Lines, .bad_lines = bad},
+                          fuzz::blocks::someFields());
         }
     }
     for (const std::string text : {"", "\n", "\n\n", "1", "\n1", "1\n\n2\n", "\xEF\xBB\xBF"}) {
@@ -333,20 +244,23 @@ TEST(ReadColumns, OfStreamsFilesAndPipes) {
           std::pair{array.substr(0, 500'000), Form::Document},
           std::pair{lines + "x\n" + lines, Form::Lines}}) {
         ReadOptions options = {.form = form, .pointer = form == Form::Lines ? "" : "/r"};
-        const std::string expected = test::outcomeOf(
-            [&] { return read_columns(Source::memory(text, "source"), someFields(), options); });
+        const std::string expected = fuzz::blocks::outcomeOf([&] {
+            return read_columns(Source::memory(text, "source"), fuzz::blocks::someFields(),
+                                options);
+        });
         for (const std::size_t blockSize : {5'000, 250'000}) {
             options.block_size = blockSize;
             for (const std::size_t threads : {1, 4}) {
                 options.threads = threads;
-                EXPECT_EQ(expected, test::outcomeOf([&] {
+                EXPECT_EQ(expected, fuzz::blocks::outcomeOf([&] {
                               return read_columns(streamOf(text, std::make_shared<std::size_t>(0)),
-                                                  someFields(), options);
+                                                  fuzz::blocks::someFields(), options);
                           }));
                 const std::string file = folder / "file";
                 test::writeBytes(file, text);
-                std::string outcome = test::outcomeOf(
-                    [&] { return read_columns(Source::file(file), someFields(), options); });
+                std::string outcome = fuzz::blocks::outcomeOf([&] {
+                    return read_columns(Source::file(file), fuzz::blocks::someFields(), options);
+                });
                 if (const auto name = outcome.find(file); name != std::string::npos) {
                     outcome.replace(name, file.size(), "source");
                 }
@@ -357,8 +271,8 @@ TEST(ReadColumns, OfStreamsFilesAndPipes) {
         ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
         std::signal(SIGPIPE, SIG_IGN); // where the reader has had enough
         std::thread writer([&, &bytes = text] { test::writeBytes(pipe, bytes); });
-        std::string outcome = test::outcomeOf(
-            [&] { return read_columns(Source::file(pipe), someFields(), options); });
+        std::string outcome = fuzz::blocks::outcomeOf(
+            [&] { return read_columns(Source::file(pipe), fuzz::blocks::someFields(), options); });
         if (const auto name = outcome.find(pipe); name != std::string::npos) {
             outcome.replace(name, pipe.size(), "source");
         }
@@ -469,7 +383,7 @@ TEST(ReadColumns, KeepsHugeIntegersExactOrSaysSo) {
     const std::string text =
         R"([{"n":1,"m":[]},{"n":123456789012345678901,"m":[{"a":-9223372036854775809}]},{"n":2.5}])";
     const auto read = [&](Want want, HugeIntegers huge, const std::string& pointer = "/n") {
-        return test::outcomeOf([&] {
+        return fuzz::blocks::outcomeOf([&] {
             const std::vector<Field> fields = {{"n", pointer, {.want = want}}};
             return read_columns(Source::memory(text), fields, {.huge_integers = huge});
         });
