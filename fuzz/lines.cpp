@@ -1,6 +1,7 @@
 /// JSON Lines, read in blocks: against one line after another.
 
-#include "read_model.hpp"
+#include "oracle/read_model.hpp"
+#include "support.hpp"
 
 #include <ostra/io/json/columns/text_io.hpp>
 

@@ -1,6 +1,7 @@
 /// Records of a document, read in blocks: against the whole document and its columns.
 
-#include "read_model.hpp"
+#include "oracle/read_model.hpp"
+#include "support.hpp"
 
 /// The first byte chooses the options, the second where the records are, the rest is the text.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

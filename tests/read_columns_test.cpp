@@ -1,6 +1,6 @@
 /// From text to columns in blocks: against reading the whole document and taking its columns.
 
-#include "fuzz/read_model.hpp"
+#include "fuzz/oracle/read_model.hpp"
 #include "support/failure.hpp"
 #include "support/files.hpp"
 #include "support/nodes.hpp"

@@ -3,7 +3,7 @@
 /// Columns of texts that are read as a whole, or line by line: what reading them in blocks is
 /// compared with.
 
-#include "support.hpp"
+#include "agreement.hpp"
 
 #include <ostra/io/json/columns/node_columns.hpp>
 #include <ostra/io/json/columns/read_columns.hpp>
