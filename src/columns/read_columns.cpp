@@ -100,8 +100,8 @@ public:
         while (!isFinished_ && rows_.rows() == 0) {
             readOn();
         }
-        hasFailed_ = false;
         RecordColumns batch = take();
+        hasFailed_ = false;
         if (batch.records == 0 && batch.bad_lines == 0) {
             return std::nullopt;
         }
