@@ -4,7 +4,7 @@
 /// This program brings its own `operator new`, `pread`, and, where no sanitizer has its own,
 /// `malloc`: the libraries find them before all others.
 
-#include "fuzz/read_model.hpp"
+#include "fuzz/oracle/read_model.hpp"
 #include "support/files.hpp"
 
 #include <gtest/gtest.h>

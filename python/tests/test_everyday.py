@@ -9,7 +9,7 @@ import math
 import numpy as np
 import ostrajson as oj
 import pytest
-from conftest import documents, same, texts
+from conftest import documents, integers, same, texts
 from hypothesis import given
 from hypothesis import strategies as st
 
@@ -174,7 +174,7 @@ def test_any_depth():
     assert oj.parse(text).dumps() == text
 
 
-@given(st.dictionaries(texts, st.integers(), max_size=5))
+@given(st.dictionaries(texts, integers, max_size=5))
 def test_dump_to_files(tmp_path_factory, value):
     folder = tmp_path_factory.mktemp("dump")
     for name in ("a.json", "a.json.gz"):
