@@ -9,7 +9,7 @@ endif()
 
 set(libraries $<TARGET_FILE:tviojsontree>)
 if(NOT TVIOJSONTREE_HOST_PREFIX)
-    foreach(library tviojsoncore tviocommonfile tvi18n tvfl tvstring_core qx)
+    foreach(library tviojsoncolumns tviojsoncore tviocommonfile tvi18n tvfl tvstring_core qx)
         list(APPEND libraries $<TARGET_FILE:${library}>)
     endforeach()
 endif()

@@ -38,8 +38,8 @@ public:
     void shrink(std::size_t used) noexcept;
 
 private:
-    void reserveMapped(std::size_t size, std::size_t used);
-    void release() noexcept;
+    TVIOJSONCOLUMNS_LOCAL void reserveMapped(std::size_t size, std::size_t used);
+    TVIOJSONCOLUMNS_LOCAL void release() noexcept;
 
     std::byte* data_ = nullptr;
     std::size_t capacity_ = 0;
