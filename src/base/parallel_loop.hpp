@@ -41,7 +41,7 @@ inline bool workersLost() noexcept {
 
 /// @return whether a parallel loop may run on more than the calling thread.
 inline bool severalThreads() {
-    return tbb::this_task_arena::max_concurrency() > 1 &&
+    return !workersLost() && tbb::this_task_arena::max_concurrency() > 1 &&
            tbb::global_control::active_value(tbb::global_control::max_allowed_parallelism) > 1;
 }
 
