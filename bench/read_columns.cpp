@@ -252,7 +252,7 @@ int main(int argc, char** argv) {
         return bench::tell(runSide(argv[2], argv[3]));
     }
     constexpr std::size_t recordCount = 500'000;
-    const int rounds = argc == 2 ? std::atoi(argv[1]) : 10;
+    constexpr int rounds = 10;
     const std::string array = bench::temporaryPath().string();
     const std::string lines = array + 'l';
     {
