@@ -10,6 +10,7 @@
 #include <ostra/io/json/core/reading.hpp>
 #include <ostra/io/json/core/text_position.hpp>
 
+#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -117,8 +118,8 @@ inline RecordColumns wholeDocument(const std::string& text, const std::vector<Fi
 /// The same for lines: each one is a text of its own.
 inline RecordColumns lineByLine(const std::string& text, const std::vector<Field>& fields,
                                 const ReadOptions& options) {
-    const auto dom = tree::make_dom_ptr();
-    dom->document.SetArray();
+    std::deque<rapidjson::Document> lines;
+    tree::NodeVector records{tree::make_dom_ptr(), {}};
     RecordColumns result;
     std::size_t record = 0;
     std::size_t lineBegin = 0;
@@ -127,11 +128,10 @@ inline RecordColumns lineByLine(const std::string& text, const std::vector<Field
         try {
             // A byte-order mark is one at the start of the text only.
             const std::string before = lineBegin == 0 ? "" : "\n";
-            auto one = core::parse_lines(
-                u"source", before + text.substr(lineBegin, end - lineBegin), options.syntax);
-            for (rapidjson::Value& value : one.GetArray()) {
-                rapidjson::Value copy(value, dom->document.GetAllocator());
-                dom->document.PushBack(copy, dom->document.GetAllocator());
+            lines.push_back(core::parse_lines(
+                u"source", before + text.substr(lineBegin, end - lineBegin), options.syntax));
+            for (rapidjson::Value& value : lines.back().GetArray()) {
+                records.nodes.push_back(&value);
                 ++record;
             }
         } catch (const core::ParseError& error) {
@@ -142,7 +142,9 @@ inline RecordColumns lineByLine(const std::string& text, const std::vector<Field
             bad.record = record++;
             core::TextPosition position;
             position.advance(front);
-            bad.line = position.place(text.substr(front.size()).starts_with('\n')).line;
+            const auto place = position.place(text.substr(front.size()).starts_with('\n'));
+            bad.line = place.line;
+            bad.column = place.column;
             if (options.bad_lines == BadLines::Raise) {
                 throw core::ParseError(bad);
             }
@@ -151,7 +153,6 @@ inline RecordColumns lineByLine(const std::string& text, const std::vector<Field
             }
         }
     }
-    const tree::NodeVector records = tree::NodeVector(dom, {&dom->document}).get_children();
     result.columns = select(records, fields);
     result.records = records.nodes.size();
     return result;
