@@ -147,7 +147,7 @@ void expectTheSame(const std::string& text, const std::vector<std::string>& path
     }
     for (const ReadOptions& options : {ReadOptions(), relaxed}) {
         Outcome expected = whole(text, pointer, options);
-        for (const std::size_t windowSize : {2, 7, 31, 300, 100'000}) {
+        for (const std::size_t windowSize : {2U, 7U, 31U, 300U, 100'000U}) {
             const Outcome outcome = InParts(text, path, options, windowSize).read();
             // What is no container is found out before the rest of the text is read.
             if (outcome.refusal != "none" || expected.refusal.empty()) {

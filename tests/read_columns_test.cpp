@@ -31,8 +31,8 @@ const core::ReadJSONDocumentOptions relaxed = {
 void expectTheSame(const std::string& text, ReadOptions options = {},
                    const std::vector<Field>& fields = fuzz::blocks::someFields()) {
     const std::string expected = fuzz::blocks::expectedOutcome(text, fields, options);
-    for (const std::size_t blockSize : {3, 20, 150, 1000, 1'000'000}) {
-        for (const std::size_t threads : {1, 4}) {
+    for (const std::size_t blockSize : {3U, 20U, 150U, 1000U, 1'000'000U}) {
+        for (const std::size_t threads : {1U, 4U}) {
             options.block_size = blockSize;
             options.threads = threads;
             EXPECT_EQ(fuzz::blocks::outcomeInBlocks(text, fields, options), expected)
@@ -182,8 +182,8 @@ TEST(ReadColumns, BatchesAreTheSameRows) {
         EXPECT_NE(expected.find("9216/0"), std::string::npos);
         for (const BatchSize size :
              std::vector<BatchSize>{{1}, {7}, {97}, {96}, {0, 500}, {50, 1}}) {
-            for (const std::size_t blockSize : {10, 400, 100'000}) {
-                for (const std::size_t threads : {1, 3}) {
+            for (const std::size_t blockSize : {10U, 400U, 100'000U}) {
+                for (const std::size_t threads : {1U, 3U}) {
                     ReadOptions some = options;
                     some.block_size = blockSize;
                     some.threads = threads;
@@ -198,7 +198,7 @@ TEST(ReadColumns, BatchesAreTheSameRows) {
 TEST(ReadColumns, BatchesComeBeforeWhatIsWrongBehindThem) {
     const std::string text = "1\n2\n3\n4\n5\nx\n";
     const std::vector<Field> fields = {{"v", "", {}}};
-    for (const std::size_t blockSize : {1, 7, 100}) {
+    for (const std::size_t blockSize : {1U, 7U, 100U}) {
         ColumnReader reader(Source::memory(text), fields,
                             {.form = Form::Lines, .block_size = blockSize}, {.records = 2});
         EXPECT_EQ(reader.next()->records, 2U);
@@ -238,19 +238,20 @@ TEST(ReadColumns, OfStreamsFilesAndPipes) {
         lines += record + "\n";
     }
     array += "]}";
-    for (const auto& [text, form] :
-         {std::pair{array, Form::Document}, std::pair{lines, Form::Lines},
-          std::pair{array.substr(0, array.size() - 3), Form::Document},
-          std::pair{array.substr(0, 500'000), Form::Document},
-          std::pair{lines + "x\n" + lines, Form::Lines}}) {
+    for (const auto& textAndForm : {std::pair{array, Form::Document}, std::pair{lines, Form::Lines},
+                                    std::pair{array.substr(0, array.size() - 3), Form::Document},
+                                    std::pair{array.substr(0, 500'000), Form::Document},
+                                    std::pair{lines + "x\n" + lines, Form::Lines}}) {
+        const auto& text = textAndForm.first; // not bindings, which clang 14 does not capture
+        const Form form = textAndForm.second;
         ReadOptions options = {.form = form, .pointer = form == Form::Lines ? "" : "/r"};
         const std::string expected = fuzz::blocks::outcomeOf([&] {
             return read_columns(Source::memory(text, "source"), fuzz::blocks::someFields(),
                                 options);
         });
-        for (const std::size_t blockSize : {5'000, 250'000}) {
+        for (const std::size_t blockSize : {5'000U, 250'000U}) {
             options.block_size = blockSize;
-            for (const std::size_t threads : {1, 4}) {
+            for (const std::size_t threads : {1U, 4U}) {
                 options.threads = threads;
                 EXPECT_EQ(expected, fuzz::blocks::outcomeOf([&] {
                               return read_columns(streamOf(text, std::make_shared<std::size_t>(0)),
@@ -270,7 +271,7 @@ TEST(ReadColumns, OfStreamsFilesAndPipes) {
         const std::string pipe = folder / "pipe";
         ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
         std::signal(SIGPIPE, SIG_IGN); // where the reader has had enough
-        std::thread writer([&, &bytes = text] { test::writeBytes(pipe, bytes); });
+        std::thread writer([&] { test::writeBytes(pipe, text); });
         std::string outcome = fuzz::blocks::outcomeOf(
             [&] { return read_columns(Source::file(pipe), fuzz::blocks::someFields(), options); });
         if (const auto name = outcome.find(pipe); name != std::string::npos) {
@@ -290,7 +291,7 @@ TEST(ReadColumns, OfFilesThatChangeMeanwhile) {
         lines += std::to_string(i) + "\n";
     }
     const std::vector<Field> fields = {{"v", "", {}}};
-    for (const std::size_t threads : {1, 3}) {
+    for (const std::size_t threads : {1U, 3U}) {
         test::writeBytes(path, lines);
         ColumnReader growing(Source::file(path), fields,
                              {.form = Form::Lines, .threads = threads, .block_size = 1000},
@@ -328,7 +329,7 @@ TEST(ReadColumns, FailuresOfSourcesReachTheCaller) {
                   [&] { read_columns(Source::file(std::string("a\0b", 3)), fields); }),
               "cannot read 'a': Invalid argument");
     struct Broken : std::exception {};
-    for (const std::size_t threads : {1, 4}) {
+    for (const std::size_t threads : {1U, 4U}) {
         std::size_t left = 100;
         const Source source = Source::stream([&](char* to, std::size_t /*size*/) -> std::size_t {
             if (left-- == 0) {
@@ -359,7 +360,7 @@ TEST(ReadColumns, TellsTheCallingThreadHowFarItIs) {
         text += "{\"a\":" + std::to_string(i) + "}\n";
     }
     const std::vector<Field> fields = {{"a", "/a", {}}};
-    for (const std::size_t threads : {1, 4}) {
+    for (const std::size_t threads : {1U, 4U}) {
         const std::thread::id caller = std::this_thread::get_id();
         Progress last;
         ReadOptions options = {.form = Form::Lines, .threads = threads, .block_size = 5000};
