@@ -71,8 +71,9 @@ void visitLeaves(rapidjson::Value& root, std::vector<Elements>& open, const Visi
 /// Flattening in two steps, so that all is counted before anything is collected.
 ///
 /// Nearly always the scalars below a node are one run: the counting remembers where it begins, and
-/// the collecting reads nothing of the document. Half a million arrays of two strings, two threads:
-/// 12 ms; collecting into a list per chunk, which were then joined, took 13.
+/// the collecting reads nothing of the document. A node is counted as soon as it is found, while
+/// its elements are in the cache: half a million arrays of up to three strings in records take 20
+/// ms of CPU time on two threads, 30 if chunks of nodes are looked up first and counted afterwards.
 class Flattening {
 public:
     /// @param counts  room for one count per node.
@@ -88,8 +89,7 @@ public:
     /// @throws std::length_error  if a count wraps to a negative number.
     std::size_t count(const core::JSONPointer& selector) {
         chunks_.visitInParallel([&](Nodes some, std::size_t c) {
-            walkSelector(selector, some, found_.data() + chunks_.before(c));
-            offsets_[c + 1] = countChunk(chunks_.before(c), some.size());
+            offsets_[c + 1] = countChunk(selector, some, chunks_.before(c));
         });
         std::partial_sum(offsets_.begin(), offsets_.end(), offsets_.begin());
         return offsets_.back();
@@ -107,35 +107,32 @@ private:
     /// One node per chunk if there are few: the work may lie in any of them.
     static std::size_t chunkSizeFor(std::size_t count) {
         constexpr std::size_t leastChunks = 64;
-        constexpr std::size_t largestChunk = 1024;
+        constexpr std::size_t largestChunk = 4096;
         return std::clamp<std::size_t>(count / leastChunks, 1, largestChunk);
     }
 
-    std::size_t countChunk(std::size_t begin, std::size_t size) {
-        constexpr std::size_t distance = 8;
+    std::size_t countChunk(const core::JSONPointer& selector, Nodes some, std::size_t begin) {
         rapidjson::Value** const found = found_.data() + begin;
+        std::uint8_t* const isRun = isRun_.data() + begin;
         std::size_t total = 0;
         std::vector<Elements> open;
-        for (std::size_t i = 0; i < size; ++i) {
-            if (size - i > distance && found[i + distance] != nullptr) {
-                __builtin_prefetch(childStorage(*found[i + distance]).begin);
-            }
+        walkSelector(selector, some, [&](rapidjson::Value* value, std::size_t i) {
             std::size_t count = 0;
             std::size_t runs = 0;
             rapidjson::Value* run = nullptr;
-            if (found[i] != nullptr) {
-                visitLeaves(*found[i], open, [&](rapidjson::Value* first, std::size_t length) {
+            if (value != nullptr) {
+                visitLeaves(*value, open, [&](rapidjson::Value* first, std::size_t length) {
                     run = first;
                     count += length;
                     ++runs;
                 });
             }
             counts_[begin + i] = wrappedCount(count);
-            const bool isRun = runs <= 1 && counts_[begin + i] == count;
-            isRun_.data()[begin + i] = isRun ? 1 : 0;
-            found[i] = isRun ? run : found[i];
+            isRun[i] = runs <= 1 && counts_[begin + i] == count ? 1 : 0;
+            found[i] = isRun[i] != 0 ? run : value;
             total += count;
-        }
+            return value != nullptr ? childStorage(*value) : ChildStorage{};
+        });
         return total;
     }
 

@@ -40,7 +40,10 @@ std::pair<NodeVector, NumericArray<bool>>
 NodeVector::get_children(const std::string& selector) const {
     const core::JSONPointer pointer = core::validate_selector(selector);
     return lookUp(*this, [&](std::span<rapidjson::Value* const> some, rapidjson::Value** found) {
-        walkSelector(pointer, some, found);
+        walkSelector(pointer, some, [found](rapidjson::Value* value, std::size_t i) {
+            found[i] = value;
+            return ChildStorage{};
+        });
     });
 }
 
