@@ -18,7 +18,7 @@ using rapidjson::Value;
 
 constexpr std::size_t recordCount = 500'000;
 
-/// The whole job of a lookup: the values found, and where there was none.
+/// The whole job of a lookup: the values found, and a mask of the misses.
 template <class Found>
 struct Lookup {
     std::vector<Found> found;

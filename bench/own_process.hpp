@@ -18,10 +18,10 @@
 
 namespace bench {
 
-/// Sees to it that the machine has memory at hand.
+/// Makes the machine fetch memory from its host before anything is timed.
 ///
-/// A virtual machine's free memory goes back to its host, and whoever uses it next waits for the
-/// host to hand pages out again: the same run took 0.17 to 1.0 s, depending on what had run before.
+/// A virtual machine's free memory goes back to its host, and the next use waits for the host to
+/// hand pages out again: the same run took 0.17 to 1.0 s, depending on what had run before.
 inline void fetchMemory() {
     constexpr std::size_t size = std::size_t{1} << 30U; // more than any side needs
     void* const memory =

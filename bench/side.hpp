@@ -25,7 +25,7 @@ namespace bench {
 
 namespace tree = ostra::io::json::tree;
 
-/// Ends the program where an answer is wrong: a fast wrong answer is no result.
+/// Ends the program if an answer is wrong: a fast wrong answer is not a result.
 inline void require(bool right, const char* what) {
     if (!right) {
         (void)std::fprintf(stderr, "wrong answer: %s\n", what);
@@ -33,7 +33,7 @@ inline void require(bool right, const char* what) {
     }
 }
 
-/// What `run` gives where oneTBB may use the calling thread only.
+/// What `run` gives if oneTBB may use the calling thread only.
 template <class Run>
 auto onOneThread(const Run& run) {
     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, 1);

@@ -28,7 +28,7 @@ bool accepted(const NodeVector& nodes, const std::string& selector) {
     return !refused;
 }
 
-/// The tokens of a URI fragment, as RapidJSON reads them; it has no other oracle.
+/// The tokens of a URI fragment, as RapidJSON reads them; there is not another oracle.
 bool parsedTokens(const std::string& selector, std::vector<std::string>& tokens) {
     const core::JSONPointer pointer(selector.data(), selector.size());
     for (std::size_t t = 0; pointer.IsValid() && t < pointer.GetTokenCount(); ++t) {

@@ -24,8 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         options.block_size = blockSize;
         options.threads = blockSize == 17 ? 3 : 1;
         const std::string outcome = outcomeInBlocks(text, someFields(), options);
-        // What is no container is found out before the rest is read, and malformed UTF-8 is met in
-        // its turn.
+        // What is not a container is found out before the rest is read, and malformed UTF-8 is met
+        // in its turn.
         const bool isEarly = outcome.find("neither an array") != std::string::npos ||
                              (!isUtf8 && outcome.starts_with("refused"));
         fuzz::check(outcome == expected || (isEarly && expected.starts_with("refused")),

@@ -102,17 +102,17 @@ private:
 
     // --- Changing -------------------------------------------------------------------------------
 
-    /// Calls a set operation; where its codes are no types, it must throw and change nothing.
+    /// Calls a set operation; if its codes are not types, it must throw and change nothing.
     void expectRefusal(bool refused, const std::function<void()>& call) {
         try {
             call();
-            check(!refused, "a code that is no type, accepted");
+            check(!refused, "a code that is not a type, accepted");
         } catch (const std::out_of_range&) {
             check(refused, "codes of types, refused");
         }
     }
 
-    /// Any code of a type, and now and then the one number that is none although the enumeration
+    /// Any code of a type, and now and then the one number that is not one although the enumeration
     /// can hold it: to make others would be undefined here, before they reach the library.
     int typeCode() { return static_cast<int>(choices_.below(32) == 31 ? 7 : choices_.below(7)); }
 

@@ -127,7 +127,7 @@ void checkAsUtf16(const std::string& text, const ReadOptions& options, const std
     }
 }
 
-/// Empty where the text is refused.
+/// Empty if the text is refused.
 std::optional<Reading> readAndWrite(const std::string& text, const ReadOptions& options,
                                     const WriteOptions& form) {
     tree::DOM dom;

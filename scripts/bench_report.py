@@ -63,7 +63,7 @@ MEMORY = {
 }
 
 # What is aimed at: topic, case and side (regular expressions), ratio, and what is known to bound
-# the library where it falls short, by measuring each side on one thread.
+# the library if it falls short, by measuring each side on one thread.
 AIMS = [
     ("end to end", ".*", "simdjson", 1, None),
     ("end to end", ".*", "nlohmann", 10, None),
@@ -93,7 +93,7 @@ AIMS = [
 
 
 def shortfall(topic, case, side, ratio):
-    """The aim and what bounds the library, where a ratio does not reach its aim."""
+    """The aim and what bounds the library, if a ratio does not reach its aim."""
     for aim_topic, cases, sides, aim, bound in AIMS:
         if (topic == aim_topic and re.fullmatch(cases, case) and re.fullmatch(sides, side)
                 and round(ratio, 2) < aim):
@@ -102,7 +102,7 @@ def shortfall(topic, case, side, ratio):
 
 
 def read(results):
-    """Best time in microseconds by name, and peak memory where it was measured."""
+    """Best time in microseconds by name, and peak memory if it was measured."""
     times, peaks = {}, {}
     for path in results:
         with open(path + ".json", encoding="utf-8") as file:

@@ -29,7 +29,7 @@ as_root() {
 }
 
 # Installs those of the given Debian packages that are missing; touches nothing, and needs neither
-# network nor root, where all are there.
+# network nor root, if all are there.
 need_packages() {
     local package missing=()
     for package in "$@"; do
@@ -57,7 +57,7 @@ need_build_packages() {
     need_packages "${build_packages[@]}"
 }
 
-# Compiles through ccache where it is there; nothing needs it.
+# Compiles through ccache if it is installed; nothing needs it.
 use_ccache() {
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
@@ -65,7 +65,7 @@ use_ccache() {
     fi
 }
 
-# Runs a command, and shows its output only where it fails.
+# Runs a command, and shows its output only if it fails.
 quietly() {
     local log status=0
     log=$(mktemp)

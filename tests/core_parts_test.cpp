@@ -71,7 +71,7 @@ Outcome whole(const std::string& text, const std::string& pointer, const ReadOpt
     }
 }
 
-/// The same in windows of a few bytes, which grow where nothing comes of them.
+/// The same in windows of a few bytes, which grow if nothing comes of them.
 class InParts {
 public:
     InParts(std::string text, std::vector<std::string> path, const ReadOptions& options,
@@ -149,7 +149,7 @@ void expectTheSame(const std::string& text, const std::vector<std::string>& path
         Outcome expected = whole(text, pointer, options);
         for (const std::size_t windowSize : {2U, 7U, 31U, 300U, 100'000U}) {
             const Outcome outcome = InParts(text, path, options, windowSize).read();
-            // What is no container is found out before the rest of the text is read.
+            // What is not a container is found out before the rest of the text is read.
             if (outcome.refusal != "none" || expected.refusal.empty()) {
                 EXPECT_EQ(outcome, expected) << windowSize << ' ' << pointer << ' ' << text;
             }

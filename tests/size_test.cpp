@@ -18,7 +18,7 @@ class Size : public testing::Test {
 protected:
     void SetUp() override {
         if (std::getenv("TVIOJSONTREE_BIG_TESTS") == nullptr) { // NOLINT(concurrency-mt-unsafe)
-            GTEST_SKIP() << "set TVIOJSONTREE_BIG_TESTS=1 where 16 GiB of memory are free";
+            GTEST_SKIP() << "set TVIOJSONTREE_BIG_TESTS=1 if 16 GiB of memory are free";
         }
     }
     void TearDown() override {

@@ -98,7 +98,7 @@ TEST_F(Threads, OfAHostThatUsesTasksItself) {
 }
 #endif
 
-/// Few nodes are many shares where each makes much work, and many nodes are few where they do not.
+/// Few nodes are many shares if each makes much work, and many nodes are few if they do not.
 TEST(Shares, FollowOneAnotherAndAreCutByWork) {
     const auto dom = test::randomDocument(1, 5000, 1);
     const auto nodes = test::tree::NodeVector(dom, {&dom->document}).get_children();

@@ -14,7 +14,7 @@ std::string u8(std::u16string_view text);
 ///         the cursor, break a line or send the terminal a command.
 std::string printable(const std::string& utf8);
 
-/// @return the first `characters` of the text, printable, with an ellipsis where it is longer.
+/// @return the first `characters` of the text, printable, with an ellipsis if it is longer.
 std::string shortened(std::u16string_view text, std::size_t characters);
 
 /// @return the number of characters (code points) of the text.
@@ -26,9 +26,8 @@ std::string grouped(std::size_t number);
 /// @return "1 element", "2,400 elements".
 std::string counted(std::size_t number, const std::string& noun);
 
-/// @return the text filled up with spaces to `width` columns of a terminal, where an ideograph
-/// takes
-///         two. `LC_CTYPE` must be a UTF-8 locale.
+/// @return the text padded with spaces to `width` columns of a terminal, where an ideograph
+///         takes two. `LC_CTYPE` must be a UTF-8 locale.
 std::string padded(const std::string& utf8, std::size_t width);
 
 /// Writes to the standard output.

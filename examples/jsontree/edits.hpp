@@ -32,7 +32,7 @@ using Edit = std::variant<Scale, Rename, Resize>;
 
 /// @param text  an edit as typed: `scale:SELECTOR=FACTOR`, `rename:OLD=NEW,...` or
 ///              `resize:SELECTOR=N`.
-/// @throws std::runtime_error  if it is none of these.
+/// @throws std::runtime_error  if it is not one of these.
 Edit parseEdit(const std::string& text);
 
 /// Applies an edit and prints the column or the keys concerned before and after.

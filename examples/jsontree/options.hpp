@@ -49,7 +49,7 @@ ostra::io::json::core::ReadJSONDocumentOptions readOptions(const Options& option
 ostra::io::json::write::struct_::WriteStructOptions writeOptions(const Options& options);
 
 /// @return the whole number that `text` is.
-/// @throws std::runtime_error  if it is none, or above `limit`; the message begins with `what`.
+/// @throws std::runtime_error  if it is not one, or above `limit`; the message begins with `what`.
 std::size_t wholeNumber(const std::string& what, const std::string& text, std::size_t limit);
 
 /// @return the finite number that `text` is; failures as `wholeNumber`.

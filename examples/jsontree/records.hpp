@@ -12,7 +12,7 @@ namespace example {
 /// @return type and value of every node, as read from the nodes' columns.
 std::vector<std::string> valueTexts(const ostra::io::json::tree::NodeVector& nodes);
 
-/// @return the first `count` nodes, or all where there are fewer.
+/// @return the first `count` nodes, or all if there are fewer.
 ostra::io::json::tree::NodeVector firstNodes(const ostra::io::json::tree::NodeVector& nodes,
                                              std::size_t count);
 

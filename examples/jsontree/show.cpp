@@ -45,8 +45,8 @@ std::string summary(const LevelReader& array) {
     return text;
 }
 
-/// A number as its reader would call it: an integer where it is written like one; with its class
-/// where a double would not hold it.
+/// A number as its reader would call it: an integer if it is written like one; with its class
+/// if a double would not hold it.
 std::string numberDescription(LevelReader::NumberType numberClass, const std::string& text) {
     const bool isInteger = text.find_first_not_of("-0123456789") == std::string::npos;
     const std::string name = isInteger ? "integer " + text : "number " + text;

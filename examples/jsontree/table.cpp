@@ -64,7 +64,7 @@ std::string valueText(const Column& column, std::size_t index) {
     return std::string(column.text(index));
 }
 
-/// A cell is quoted where it holds a comma, a quote or a line end, and where it would look like a
+/// A cell is quoted if it holds a comma, a quote or a line end, and if it would look like a
 /// missing one.
 std::string quotedCell(std::string_view text) {
     if (!text.empty() && text.find_first_of(",\"\r\n") == std::string_view::npos) {

@@ -12,7 +12,7 @@ namespace example {
 
 namespace columns_api = ostra::io::json::columns;
 
-/// @return what stands in a row, as JSON text; nothing where it is missing.
+/// @return what stands in a row, as JSON text; nothing if it is missing.
 std::string cellText(const columns_api::Column& column, std::size_t row);
 
 /// @return the name of a column's kind: "int64", "lists of double".

@@ -85,7 +85,7 @@ struct Record {
     std::vector<double> doubles;
     std::vector<std::uint64_t> uint64s;
     std::vector<std::int64_t> int64s;
-    std::size_t absent = 0; // the field, counted from 1, that is no array at all
+    std::size_t absent = 0; // the field, counted from 1, that is null
 
     tree::NodeVectorData toHost() const {
         return {absent == 1 ? nullptr : columnOf(types),

@@ -41,7 +41,7 @@ inline Value* follow(Value* value, const std::vector<std::string>& tokens) {
 }
 
 /// The first value with this key, depth first: by recursion.
-/// @param way  the keys and indices that lead there, where there is one.
+/// @param way  the keys and indices that lead there, if there is one.
 inline Value* findKey(Value& value, const std::string& name, std::vector<std::string>& way) {
     for (const auto& [key, child] : childrenOf(value)) {
         way.push_back(key);
@@ -67,7 +67,7 @@ inline void flatten(Value& value, std::vector<Value*>& leaves) {
     }
 }
 
-/// Splits a selector that is no URI fragment into its tokens.
+/// Splits a selector that is not a URI fragment into its tokens.
 /// @return whether it is a selector.
 inline bool splitSelector(const std::string& selector, std::vector<std::string>& tokens) {
     for (std::size_t i = 0; i < selector.size();) {

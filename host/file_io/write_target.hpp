@@ -21,7 +21,7 @@ struct WriteTarget {
 ///
 /// A path like /dev/stdout is such a chain too, and ends in a descriptor of this process.
 /// Following it further would find the file that the output was sent to, and replacing that one
-/// would take it away from whoever else writes to it.
+/// would take it away from other writers.
 ///
 /// @throws std::system_error  if the path leads nowhere, or to a folder.
 WriteTarget findWriteTarget(const Attempt& attempt);

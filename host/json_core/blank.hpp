@@ -7,11 +7,10 @@
 
 namespace ostra::io::json::core {
 
-/// Skips white space and, where allowed, comments.
+/// Skips white space and, if allowed, comments.
 ///
-/// @return where the next token begins; `text.size()` if the text shows none, be it for a
-/// comment
-///         that it does not show whole. What looks like a comment but is none stays.
+/// @return where the next token begins; `text.size()` if the text shows none, perhaps
+///         because it ends within a comment. What looks like a comment but is not one stays.
 std::size_t skipBlank(std::string_view text, std::size_t at, bool allowComments);
 
 } // namespace ostra::io::json::core

@@ -10,7 +10,7 @@ namespace ostra::io::json::core {
 namespace {
 
 /// Large enough for huge pages, small enough that the C library keeps blocks for the next document
-/// where it has been given reason to (it always returns those of 32 MiB and more to the system).
+/// if it is told to (it always returns those of 32 MiB and more to the system).
 constexpr std::size_t largestBlock = std::size_t{16} << 20U;
 
 /// Room for what a builder needs besides its values.

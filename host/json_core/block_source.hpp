@@ -11,7 +11,7 @@
 namespace ostra::io::json::core {
 
 /// Records take about this much more values as than text. One block for all of a text of 1.5 MB,
-/// on huge pages, read it in 1.7 ms where two small ones of twice the text took 3.1.
+/// on huge pages, read it in 1.7 ms, while two small ones of twice the text took 3.1.
 inline constexpr std::size_t valuesPerText = 3;
 
 /// Hands out blocks of a document's pool, which is not safe for several threads by itself.

@@ -72,7 +72,7 @@ struct Plain {
 };
 
 /// A place in a sequence that one thread at a time goes on from. Others that come meanwhile do not
-/// wait: whoever has the turn finds what they have left for it.
+/// wait: the thread that has the turn finds what they have left for it.
 class Turn {
 public:
     /// @return the place to go on from; empty if another thread has it, or nobody has given it yet.
@@ -197,7 +197,7 @@ private:
     }
 
     /// As a rule most of a long text is one array, whose elements are much the same. Only a guess:
-    /// it must not ask for more memory than the values of a usual text take.
+    /// it must not request more memory than the values of a usual text take.
     std::size_t likelyRest(const Chunk& chunk) const {
         const double perByte =
             static_cast<double>(chunk.elements.count) / static_cast<double>(chunk.elements.end);
@@ -229,7 +229,7 @@ private:
     std::deque<Chunk> chunks_;
     std::atomic<std::size_t> nextStretch_ = 0; // the start of the text, then the chunks
 
-    Turn nextChunk_; // the chunk that the reader comes to next; whoever has it, has the reader
+    Turn nextChunk_; // the chunk that the reader comes to next; its owner has the reader
 
     std::mutex spareMutex_;
     std::vector<std::unique_ptr<ValueBuilder>> spare_; // as new, but with room for waiting values

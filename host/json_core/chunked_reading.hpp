@@ -11,7 +11,7 @@
 
 namespace ostra::io::json::core {
 
-/// Reads a text into a document, in chunks on several threads where it is longer than two of them.
+/// Reads a text into a document, in chunks on several threads if it is longer than two of them.
 ///
 /// The result and every refusal are those of one reader that goes through the whole text. Each
 /// chunk but the first begins where an element of an array seems to begin, and is read ahead as if

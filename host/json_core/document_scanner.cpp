@@ -52,7 +52,7 @@ bool isValue(std::string_view text, const ReadJSONDocumentOptions& options,
     return true;
 }
 
-/// @return the size of the escape at the start of a text; 0 if it is none.
+/// @return the size of the escape at the start of a text; 0 if it is not one.
 std::size_t escapeSize(std::string_view text) {
     constexpr std::size_t unitSize = 6;
     if (text.size() < 2 || text[0] != '\\') {
@@ -79,7 +79,7 @@ std::size_t escapeSize(std::string_view text) {
     return second && *second >= 0xDC00 && *second < 0xE000 ? 2 * unitSize : 0;
 }
 
-/// @return whether a text is a number, one that needs no closer look.
+/// @return whether a text is a number, one that does not need a closer look.
 bool isPlainNumber(std::string_view text) {
     constexpr std::size_t surelyInRange = 300;
     std::size_t at = text.starts_with('-') ? 1 : 0;

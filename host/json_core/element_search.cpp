@@ -11,7 +11,7 @@ namespace {
 
 constexpr auto npos = std::string_view::npos;
 
-/// @return the start of a string, or that of the part where it shows none; `npos` if that cannot
+/// @return the start of a string, or that of the part if it shows none; `npos` if that cannot
 ///         be told.
 std::size_t findOutsideOfStrings(std::string_view part) {
     std::size_t quote = part.find('"');

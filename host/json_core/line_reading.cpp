@@ -15,7 +15,7 @@ namespace {
 constexpr auto npos = std::string_view::npos;
 const std::u16string noName;
 
-/// A reader of texts speaks of texts: to whoever reads lines, that is the line.
+/// The reason that a reader of texts gives, in terms of a line: its end is not that of a text.
 std::string reasonInLine(std::string reason) {
     for (const std::string_view words : {"unexpected end of text", "the end of the text"}) {
         if (const std::size_t found = reason.find(words); found != npos) {
@@ -36,7 +36,7 @@ Lines LineReading::read() {
     if (readStrictly()) {
         return std::move(result_);
     }
-    // Where a byte is malformed, every line is looked at by itself.
+    // If a byte is malformed, every line is read by itself.
     isUtf8_ = findMalformedUtf8(text_) == text_.size();
     std::size_t lineBegin = 0;
     while (lineBegin < text_.size() && (result_.badCount == 0 || options_.skipBad)) {
@@ -58,7 +58,7 @@ Lines LineReading::read() {
     return std::move(result_);
 }
 
-/// Reads all by the fast reader, where it is for that.
+/// Reads everything with the fast reader, if that one takes it.
 bool LineReading::readStrictly() {
     const std::string_view text = text_.substr(isStart_ ? byteOrderMarkSize(text_) : 0);
     StrictReader reader(text, values_, options_.bigIntegers);
@@ -94,7 +94,7 @@ std::size_t LineReading::readGoodLines(std::size_t lineBegin) {
             }
             ++fresh_;
         }
-    } catch (const ParseError&) { // reported by whoever reads the line alone
+    } catch (const ParseError&) { // reported when the line is read alone
     }
     keepFresh();
     return lineBegin;

@@ -11,7 +11,7 @@
 namespace ostra::io::json::core {
 
 /// Reads lines into a document whose root is the array of their values, in chunks on several
-/// threads where the text is longer than two of them.
+/// threads if the text is longer than two of them.
 ///
 /// @param chunkSize  bytes of text, above 0; a chunk goes on to the end of its last line.
 /// @throws ParseError      for the first line that is refused.

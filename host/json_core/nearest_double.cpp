@@ -21,7 +21,7 @@ constexpr std::size_t decidingDigits = 770;
 constexpr std::int64_t largestExponent = std::int64_t{1} << 60;
 
 /// A number as its sign, its deciding digits and the exponent of the first of them: the value is
-/// +-d.ddd * 10^exponent, and zero where there are no digits.
+/// +-d.ddd * 10^exponent, and zero if there are no digits.
 struct Decimal {
     bool negative = false;
     std::string digits;

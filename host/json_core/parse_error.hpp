@@ -28,11 +28,11 @@ namespace ostra::io::json::core {
                                   std::size_t offset, const std::string& reason,
                                   std::optional<std::size_t> record = std::nullopt);
 
-/// The same for a byte that is no well-formed UTF-8.
+/// The same for a byte of malformed UTF-8.
 [[noreturn]] void throwMalformed(const std::u16string& sourceName, std::string_view text,
                                  std::size_t offset);
 
-/// @return what is wrong with a byte that is no well-formed UTF-8.
+/// @return what is wrong with a byte of malformed UTF-8.
 std::string malformedReason(char byte);
 
 /// @return `text` with its control characters spelt out as in `\u000A`, for use in a message.

@@ -22,11 +22,11 @@ public:
     /// @return whether there is one in front of the limit; otherwise the loop is at its end.
     bool goToRecord(std::size_t limit);
 
-    /// Reads the record, or ends the loop where the window may not show all of it.
+    /// Reads the record, or ends the loop if the window may not show all of it.
     /// @throws ParseError, std::bad_alloc
     void readRecord(TextReader& reader);
 
-    /// Ends the loop where the next record cannot be read.
+    /// Ends the loop because the next record cannot be read.
     void fail();
 
     Records result() const { return records_; }

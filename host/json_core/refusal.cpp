@@ -12,7 +12,7 @@ namespace {
 
 /// No message depends on more bytes behind the place that it names: 40 characters of a word are
 /// quoted, the two halves of a surrogate pair take 12 bytes, a code point 4. But for what begins at
-/// that place and has no end.
+/// that place and does not end.
 constexpr std::size_t lookAhead = 64;
 
 bool isFinal(const ParseErrorFields& error, std::string_view text) {

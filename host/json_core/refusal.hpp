@@ -20,7 +20,7 @@ inline constexpr std::string_view behindAll = "0 ";
 /// @param context  brings the reader into the state in which the rest is due, e.g. `{"":0`.
 /// @param rest     the rest, as far as it is known; well-formed UTF-8.
 /// @return the first error in the rest, its offset counted from there; empty if there is none,
-///         or where it could be another one if more of the rest were known.
+///         or if more of the rest could make it another one.
 std::optional<Refusal> refusalIn(std::string_view context, const Window& rest,
                                  const ReadJSONDocumentOptions& options);
 

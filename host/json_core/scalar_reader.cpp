@@ -58,8 +58,8 @@ constexpr int unusualExponent = 10'000;
 /// Characters of sign, digits and point that never wrap a 64-bit magnitude.
 constexpr std::ptrdiff_t longestExact = 19;
 
-/// @return the double nearest to `magnitude * 10^exponent` where one operation on two exact doubles
-///         gives it, correctly rounded by IEEE 754; empty if that is not so.
+/// @return the double nearest to `magnitude * 10^exponent` if one operation on two exact doubles
+///         gives it, correctly rounded by IEEE 754; empty otherwise.
 std::optional<double> exactDouble(std::uint64_t magnitude, int exponent) {
     constexpr double powers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
@@ -74,7 +74,7 @@ std::optional<double> exactDouble(std::uint64_t magnitude, int exponent) {
 
 constexpr std::size_t blockSize = sizeof(__m128i);
 
-/// @return the first byte that may not stand in a string as it is, `end` where there is none.
+/// @return the first byte that may not stand in a string as it is, `end` if there is none.
 inline __attribute__((always_inline)) const char* findSpecial(const char* from, const char* end) {
     const __m128i lastControl = _mm_set1_epi8(0x1F);
     for (; end - from >= static_cast<std::ptrdiff_t>(blockSize); from += blockSize) {
@@ -263,7 +263,7 @@ const char* TextReader::addDigits(const char* at, std::uint64_t& magnitude) cons
     return at;
 }
 
-/// Adds the exponent that stands here, cut off where it is unusually large.
+/// Adds the exponent that stands here, cut off if it is unusually large.
 const char* TextReader::addExponent(const char* at, int& exponent) const {
     ++at;
     const bool negative = isAt(at, '-');

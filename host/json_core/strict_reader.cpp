@@ -90,7 +90,7 @@ std::size_t StrictReader::readLines() noexcept {
         // Each value has a line end behind it, so none a comma; and no other line end is in any.
         const std::size_t count = stack_.size() - firstElement;
         return count == lineGaps_ && countByte(text, '\n') == lineEnds_ ? count : 0;
-    } catch (const std::exception&) { // whoever reads instead meets the same trouble
+    } catch (const std::exception&) { // the plain reader then fails in the same way
         return 0;
     }
 }

@@ -20,16 +20,16 @@ namespace ostra::io::json::core {
 /// Reads one text and tells a builder what is in it, byte by byte. `StrictReader` is faster; this
 /// one reads everything that it leaves, and reports all errors.
 ///
-/// RapidJSON 1.1.0's own reader is no base for this: its number conversion is inexact, its mode for
-/// raw number text drops exponents and still refuses `0e400`, a NUL byte ends its input silently,
-/// its encoding validation reads past the end, and an error is a bare code and offset.
+/// RapidJSON 1.1.0's own reader is not a base for this: its number conversion is inexact, its mode
+/// for raw number text drops exponents and still refuses `0e400`, a NUL byte ends its input
+/// silently, its encoding validation reads past the end, and an error is a bare code and offset.
 ///
 /// Every refusal is a `ParseError` at the byte where the text stops making sense, but for
 /// these, which are reported where the reader of the message has to look: a string or comment
 /// without end, a bad escape, word, or number out of range, and a leading zero, at their first
 /// byte; a trailing comma at the comma.
 ///
-/// Serves once, on one thread. Memory grows with the depth of the text, 16 bytes a level.
+/// Single use, single thread. Memory grows with the depth of the text, 16 bytes a level.
 class __attribute__((visibility("hidden"))) TextReader {
 public:
     /// @param sourceName  names the source in errors.
@@ -40,12 +40,12 @@ public:
                BigIntegerRule bigIntegers = BigIntegerRule::Round);
 
     // Reading a text: `start`, then `readTo` or `adopt` while a value is due, then `finish`. All
-    // throw ParseError where the text is refused, std::bad_alloc if memory is exhausted.
+    // throw ParseError if the text is refused, std::bad_alloc if memory is exhausted.
 
     /// Goes to the root value, which is due then.
     void start();
 
-    /// Reads from a value that is due to the first one that is due at `limit` or behind it; where
+    /// Reads from a value that is due to the first one that is due at `limit` or behind it; if
     /// there is none, to the end of the root value.
     [[gnu::flatten]] void readTo(std::size_t limit);
 
@@ -59,7 +59,7 @@ public:
 
     /// Takes over elements, at least one, that another reader has read from the element that is
     /// due, and goes on as `readTo` does.
-    /// @param values  has built them, and is as new then.
+    /// @param values  has built them, and is then empty.
     void adopt(const Elements& elements, ValueBuilder& values);
 
     /// Reads what may follow the root value.
@@ -67,7 +67,7 @@ public:
 
     /// Reads elements from the start of this reader's text on, which lies inside an array: up to
     /// `limit`, the end of the array, or an element that is refused or not complete at `limit`.
-    /// Never throws: whoever reads on behind the elements meets the same trouble.
+    /// Never throws: the reader that goes on behind the elements fails in the same way.
     Elements readElements(std::size_t limit) noexcept;
 
     /// Reads one value that begins at a position, on a reader that has not started.

@@ -29,7 +29,7 @@ std::size_t incompleteTail(std::string_view text);
 /// @return the code point at the start of `text`, which is not empty and well-formed.
 char32_t firstCodePoint(std::string_view text);
 
-/// Appends a code point, no surrogate and at most U+10FFFF, to `text`.
+/// Appends a code point, not a surrogate and at most U+10FFFF, to `text`.
 void appendUtf8(std::string& text, char32_t codePoint);
 
 } // namespace ostra::io::json::core

@@ -78,18 +78,18 @@ public:
     /// The finished root value; the builder is used up.
     rapidjson::Value& root() { return *stack_.begin(); }
 
-    /// Where there is no room for `count` more values to wait, makes room for `likely` of them in
-    /// one step, if memory has it.
+    /// If there is no room for `count` more values to wait, reserves room for `likely` of them in
+    /// one step, if there is memory.
     void reserveFor(std::size_t count, std::size_t likely) noexcept;
 
     /// Takes over `count` values of another builder, from the `first` one on, as if they had been
-    /// made here. The other one is as new then.
+    /// made here. The other one is then empty.
     void append(ValueBuilder& other, std::size_t first, std::size_t count);
 
     /// Leaves the rest of its storage to other builders.
     void releaseRest() noexcept { storage_.releaseRest(); }
 
-    /// Leaves all of its storage to other builders. This one is as new then.
+    /// Leaves all of its storage to other builders. This one is then empty.
     void discard() noexcept;
 
     // For a reader that writes values itself.

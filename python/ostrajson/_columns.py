@@ -156,7 +156,7 @@ def to_core(fields: Mapping[str, Field]) -> list[tuple[str, str, str, Shape, str
 
 
 def check(name: str, column: _Column, field: Field) -> None:
-    """Raise where a value is missing that must not be."""
+    """Raise if a value is missing that must not be."""
     if field.missing == "raise" and field.fill is None and column.missing:
         row = cast(int, column.first_missing)
         label = f"field {name!r}, row {row}" if name else f"row {row}"
@@ -235,7 +235,7 @@ def _narrow(values: npt.NDArray[Any], dtype: np.dtype[Any], column: _Column) -> 
 class Columns(Mapping[str, Any]):
     """Columns by name, each as an array over memory of its own.
 
-    Numbers, booleans: an ndarray; where rows are missing a numpy.ma.MaskedArray (floats: NaN).
+    Numbers, booleans: an ndarray; if rows are missing, a numpy.ma.MaskedArray (floats: NaN).
     Texts: an object array of str and None. Ragged fields: Ragged. A field of k values a row: an
     array of shape (rows, k).
 

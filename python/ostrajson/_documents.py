@@ -58,7 +58,7 @@ def write(
     """Write the document as UTF-8 JSON text.
 
     Args:
-        target: A path (compressed where it ends in .gz), a file object, or a URL for fsspec. A file
+        target: A path (compressed if it ends in .gz), a file object, or a URL for fsspec. A file
             that cannot be written completely is as it was before.
         indent: Spaces, or tabs, per level; None for a compact text.
         allow_nan: Whether to write NaN and infinities as words instead of null.
@@ -100,7 +100,7 @@ def read(
     """Read a document.
 
     Args:
-        source: A path (decompressed where it ends in .gz), bytes or a buffer that hold the text, a
+        source: A path (decompressed if it ends in .gz), bytes or a buffer that hold the text, a
             file object, or a URL for fsspec such as https://... or s3://...
         lines: Read JSON Lines: the root is the array of all lines' values.
         comments: Allow // and /* */ comments.

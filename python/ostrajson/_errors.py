@@ -12,12 +12,12 @@ class JSONDecodeError(json.JSONDecodeError):
 
     Attributes:
         msg: What is wrong.
-        doc: An excerpt of the text around the place; empty where the text is not at hand.
+        doc: An excerpt of the text around the place; empty if the text is not available.
         pos: The place in bytes from the start of the (UTF-8) text, from 0.
         lineno: Its line, from 1.
         colno: Its column in characters, from 1.
         filename: Names the source; None for a text in memory.
-        record: The record, from 0, where a text is read by records; else None.
+        record: The record, from 0, if a text is read by records; else None.
     """
 
     filename: str | None

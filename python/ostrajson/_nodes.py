@@ -38,10 +38,10 @@ def values(
         fill: As of a Field.
         mismatch: As of a Field.
         absent: The mask that a lookup gave beside these nodes; the column then has one row for each
-            node that was looked up, missing where nothing was found.
+            node that was looked up, missing if nothing was found.
 
     Returns:
-        As Columns gives a field: an ndarray, a MaskedArray where values are missing (NaN among
+        As Columns gives a field: an ndarray, a MaskedArray if values are missing (NaN among
         floats, None among texts), or Ragged.
 
     Raises:
@@ -140,7 +140,7 @@ def set(self: Nodes, values: Any, *, null: bool = False) -> None:
 
     Raises:
         ValueError: If there are not as many values as nodes; nothing changes.
-        TypeError: If the values are no numbers, booleans or texts of one kind; nothing changes.
+        TypeError: If the values are not numbers, booleans or texts of one kind; nothing changes.
         StaleNodesError: If the nodes are stale; nothing changes.
     """
     kind, array, offsets, mask = _encode(self, values)
@@ -229,7 +229,7 @@ def _encode_texts(
 def __setitem__(self: Nodes, index: Any, values: Any) -> None:  # noqa: N807
     """Write values into the nodes that an index picks or a pointer finds, as `set` does.
 
-    With a pointer, values may be one for each of these nodes; where a node has nothing at the
+    With a pointer, values may be one for each of these nodes; if a node has nothing at the
     pointer, its value must be missing (masked, None or NaN).
 
     Raises:

@@ -1,4 +1,4 @@
-"""What `dumps` makes of objects that are none of Python's own types."""
+"""What `dumps` makes of objects that are not of Python's own types."""
 
 from __future__ import annotations
 

@@ -62,8 +62,8 @@ def read_columns(
         big_int: Integers beyond 64 bits fit a float64 column only ("exact"), or are as if they were
             written with a fraction ("float").
         threads: At most so many; 0 for as many as there are.
-        progress: True for a bar (tqdm, where it is installed), or a function of bytes done, bytes
-            in all (None where not known) and records done. What it raises ends the call.
+        progress: True for a bar (tqdm, if it is installed), or a function of bytes done, bytes
+            in all (None if not known) and records done. What it raises ends the call.
 
     Raises:
         JSONDecodeError: If the text is not JSON.
@@ -111,7 +111,7 @@ def iter_columns(
         source: As of `read_columns`.
         fields: As of `read_columns`.
         batch_rows: Records a batch.
-        batch_bytes: Bytes of text a batch, about; 64 MiB where neither is given.
+        batch_bytes: Bytes of text a batch, about; 64 MiB if neither is given.
         records: As of `read_columns`.
         lines: As of `read_columns`.
         keys: As of `read_columns`.

@@ -10,7 +10,7 @@ namespace ostrajson {
 
 /// Writes an array of bool, integers, floats or doubles in C order as nested lists without white
 /// space; one without dimensions as its element.
-/// @return false where the object is not such an array; nothing is written.
+/// @return false if the object is not such an array; nothing is written.
 bool writeArray(TextSink& out, nanobind::handle object);
 
 } // namespace ostrajson

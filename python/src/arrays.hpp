@@ -69,7 +69,7 @@ nb::object toNumPy(std::vector<T> values) {
     return wrapArray(data, size, std::move(kept));
 }
 
-/// An array argument as contiguous elements in C order, whatever its shape; borrowed where it has
+/// An array argument as contiguous elements in C order, whatever its shape; borrowed if it has
 /// that form already.
 class ArrayInput {
 public:

@@ -85,7 +85,7 @@ nb::object values(nb::handle self) {
     return view<std::uint8_t>(self, column.values);
 }
 
-/// The states of the values: of the elements where there are any, else of the rows.
+/// The states of the values: of the elements if there are any, else of the rows.
 auto& valueStates(Column& column) {
     return column.layout == Layout::Scalar ? column.states : column.element_states;
 }

@@ -81,7 +81,7 @@ Returns:
 inline constexpr const char* pointerTo =
     R"(Return the JSON Pointer to what `by_name` finds, in the first node that has such a descendant.
 
-None where no node has one that a pointer leads to.)";
+None if no node has one that a pointer leads to.)";
 
 inline constexpr const char* flatten =
     R"(Look up one descendant of each node, and flatten it to scalars.
@@ -124,7 +124,7 @@ inline constexpr const char* setData =
     R"(Write NodeData into the nodes: all kinds first, then the values in node order.
 
 Raises:
-    ValueError: If a kind is none, or a column is shorter than the nodes need: nothing changes; or a
+    ValueError: If a kind is invalid, or a column is shorter than the nodes need: nothing changes; or a
         text that a node needs is None: the values of earlier nodes stay written.)";
 
 inline constexpr const char* cursor =

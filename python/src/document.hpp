@@ -71,7 +71,7 @@ struct Nodes {
 inline constexpr std::size_t worthReleasing = 256;
 inline constexpr std::size_t muchWork = SIZE_MAX;
 
-/// Reads a document while it exists: holds its lock, and not the GIL where `work` is worth it.
+/// Reads a document while it exists: holds its lock, and not the GIL if `work` is worth it.
 class Reading {
 public:
     /// @param work  values that the operation looks at, roughly.
@@ -124,7 +124,7 @@ inline bool hasEntries(const rapidjson::Value& value) {
     return (value.IsArray() && !value.Empty()) || (value.IsObject() && !value.ObjectEmpty());
 }
 
-/// Parses a UTF-8 text, without the GIL where that is worth it.
+/// Parses a UTF-8 text, without the GIL if that is worth it.
 /// @param name  names the source in errors; may be empty.
 /// @throws nb::python_error  JSONDecodeError
 std::shared_ptr<Document> parseText(std::string_view text, const std::string& name,

@@ -17,7 +17,7 @@ namespace {
 /// How often this process is a child's child. Changed by the fork handler only.
 unsigned forks = 0;
 
-/// One for all documents: somebody waits rarely.
+/// One for all documents: threads rarely wait.
 struct Waiting {
     std::mutex mutex;
     std::condition_variable changed;
@@ -27,7 +27,7 @@ Waiting& waiting() {
         static Waiting instance;
         pthread_atfork(nullptr, nullptr, [] {
             ++forks;
-            new (&instance) Waiting; // a thread that is no more may have held the mutex
+            new (&instance) Waiting; // a thread that has ended may have held the mutex
         });
         return &instance;
     }();

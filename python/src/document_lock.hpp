@@ -7,8 +7,8 @@
 namespace ostrajson {
 
 /// A reader/writer lock whose state is only touched with the GIL held, so that taking a free one
-/// costs a few instructions. Work goes on without the GIL while the lock is held; whoever has to
-/// wait releases the GIL first, so that the two cannot block each other.
+/// costs a few instructions. Work goes on without the GIL while the lock is held; a thread that
+/// has to wait releases the GIL first, so that the two cannot block each other.
 ///
 /// A forked child has none of the parent's other threads: what they held is free in the child, and
 /// a document that one of them was changing is refused there.

@@ -50,7 +50,7 @@ private:
     }
 
     /// Writes the next entry of the innermost container, or opens it.
-    /// @return false where there is none.
+    /// @return false if there is none.
     bool entry() {
         Level& level = path_.back();
         nb::object name;
@@ -195,7 +195,7 @@ private:
         out_.put(textArgument(digits, "int"));
     }
 
-    /// What is none of Python's own types: NumPy's, documents, nodes, and what the caller's
+    /// What is not of Python's own types: NumPy's, documents, nodes, and what the caller's
     /// function makes of others.
     void other(nb::handle object) {
         nb::object plain = nb::borrow(object);

@@ -14,7 +14,7 @@ namespace nb = nanobind;
 
 /// How `dumps` writes.
 struct DumpOptions {
-    std::string indent;    ///< per level; only where `pretty`
+    std::string indent;    ///< per level; only if `pretty`
     bool pretty = false;   ///< an element or member a line
     bool sortKeys = false; ///< members by their keys, in code point order
     bool allowNaN = false; ///< NaN, Infinity and -Infinity as words, not as null
@@ -28,7 +28,7 @@ struct DumpOptions {
 /// Nodes, and what `fallback` makes of anything else. Doubles have the fewest digits that read back
 /// to the same bits. Needs the GIL; runs Python code for `fallback`, and for NumPy's rarer types.
 ///
-/// @throws nb::python_error  TypeError for an object that it cannot write, ValueError where an
+/// @throws nb::python_error  TypeError for an object that it cannot write, ValueError if an
 ///                           object holds itself, UnicodeEncodeError for a lone surrogate, and what
 ///                           `fallback` raises.
 /// Cost: linear; any depth on any stack.

@@ -4,7 +4,7 @@
 
 NB_MODULE(_core, module) {
     using namespace ostrajson;
-    // Objects that a program keeps until its end are no business of ours to print about.
+    // Objects that a program keeps until its end are not leaks of ours to print.
     nb::set_leak_warnings(false);
     module.attr("__version__") = OSTRAJSON_VERSION;
     bindErrors(module);

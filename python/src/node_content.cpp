@@ -23,7 +23,7 @@ nb::list toStrList(const Tarvel::String::String& texts) {
     return list;
 }
 
-/// @param given  a sequence of str, or also of None where `mayMiss`; not a single str.
+/// @param given  a sequence of str, or also of None if `mayMiss`; not a single str.
 tree::StringArray toStrings(nb::handle given, const char* name) {
     const nb::object items = toSequence(given, name);
     const auto size = static_cast<std::size_t>(PySequence_Fast_GET_SIZE(items.ptr()));

@@ -83,7 +83,7 @@ private:
     static constexpr std::size_t longest = 64;
     static constexpr std::size_t slots = 1024;
 
-    /// Length, ends and middle tell the keys of a document apart as a rule; where two share a slot,
+    /// Length, ends and middle tell the keys of a document apart as a rule; if two share a slot,
     /// they are made anew.
     static std::size_t slotOf(std::string_view text) {
         std::uint64_t hash = text.size();
@@ -164,7 +164,7 @@ private:
     };
 
     /// Makes a scalar or an empty container; of another container, a level.
-    /// @return the object, or null where a level was begun.
+    /// @return the object, or null if a level was begun.
     PyObject* begin(const rapidjson::Value& value) {
         switch (value.GetType()) {
         case rapidjson::kNullType:

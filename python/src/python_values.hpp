@@ -24,7 +24,7 @@ nb::object toPython(const rapidjson::Value& value);
 /// A list of `toPython` of each.
 nb::list toPythonList(std::span<rapidjson::Value* const> values);
 
-/// An object array of str, with `missing` where a text gives nothing. Short texts that repeat share
+/// An object array of str, with `missing` if a text is missing. Short texts that repeat share
 /// one str.
 nb::object textArray(std::size_t size,
                      const std::function<std::optional<std::string_view>(std::size_t)>& text,

@@ -25,8 +25,8 @@ std::shared_ptr<nb::object> shareable(nb::object object) {
             }};
 }
 
-/// Bytes of a buffer, one stretch after the other. They are copied as they are asked for: whoever
-/// changes them meanwhile gets nonsense, but never more.
+/// Bytes of a buffer, one stretch after the other. They are copied when they are read: changing
+/// them meanwhile gives a nonsensical text, and nothing worse.
 columns::Source::Read readBuffer(nb::handle given) {
     auto buffer = std::shared_ptr<Py_buffer>(new Py_buffer{}, [](Py_buffer* kept) {
         const nb::gil_scoped_acquire acquired;
@@ -158,7 +158,7 @@ auto reading(const Input& input, const Operation& operation) {
     } catch (const std::system_error& error) {
         number = error.code().value();
     } catch (const std::runtime_error& error) {
-        // The file changed while it was read, or there is nothing to read records from.
+        // The file changed while it was read, or the pointer leads to nothing.
         const bool isRead = std::string_view(error.what()).starts_with("cannot read");
         PyErr_SetString(isRead ? PyExc_OSError : PyExc_LookupError, error.what());
         throw nb::python_error();

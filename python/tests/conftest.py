@@ -37,7 +37,7 @@ def same(a, b):
 
 
 def walk(value, pointer):
-    """Look a JSON Pointer up the slow, obvious way; LookupError where there is nothing."""
+    """Look a JSON Pointer up the slow, obvious way; LookupError if there is nothing."""
     for token in pointer.split("/")[1:]:
         key = token.replace("~1", "/").replace("~0", "~")
         if isinstance(value, dict):

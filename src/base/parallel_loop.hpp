@@ -45,26 +45,16 @@ inline bool severalThreads() {
            tbb::global_control::active_value(tbb::global_control::max_allowed_parallelism) > 1;
 }
 
-/// Calls `body(begin, end)` for disjoint sub-ranges that together cover [0, count), on several
-/// threads, and returns when all calls have returned. Nothing is called if `count` is 0.
-///
-/// An exception in a call cancels those not yet begun and is rethrown here, once.
-///
+namespace detail {
+
 /// The context is isolated: bound to the caller's, a host that cancels its own tasks would cut our
 /// loop short without a word. The arena isolation keeps the waiting caller from taking up unrelated
 /// tasks of the host, which might want a lock that the caller holds.
 ///
-/// If there is no memory for a worker thread, oneTBB throws that it cannot create one; the
-/// calling thread then does it all, as it does in a forked child.
+/// If there is no memory for a worker thread, oneTBB throws that it cannot create one; the calling
+/// thread then does it all, as it does in a forked child.
 template <class Body>
-void parallelLoop(std::size_t count, const Body& body) {
-    if (count == 0) {
-        return;
-    }
-    if (workersLost()) {
-        body(std::size_t{0}, count);
-        return;
-    }
+void shareAmongThreads(std::size_t count, const Body& body) {
     std::atomic<bool> begun = false;
     try {
         tbb::task_group_context context(tbb::task_group_context::isolated);
@@ -86,22 +76,19 @@ void parallelLoop(std::size_t count, const Body& body) {
     body(std::size_t{0}, count);
 }
 
+} // namespace detail
+
 #else
 
 inline bool severalThreads() {
     return true;
 }
 
-/// The same contract on plain threads, for the race detector (see cmake/BuildFlags.cmake).
+namespace detail {
+
+/// On plain threads, for the race detector (see cmake/BuildFlags.cmake).
 template <class Body>
-void parallelLoop(std::size_t count, const Body& body) {
-    if (count == 0) {
-        return;
-    }
-    if (workersLost()) {
-        body(std::size_t{0}, count);
-        return;
-    }
+void shareAmongThreads(std::size_t count, const Body& body) {
     constexpr std::size_t maxThreads = 5;
     constexpr std::size_t rangesPerThread = 4;
     const std::size_t ranges = std::min(count, maxThreads * rangesPerThread);
@@ -132,6 +119,21 @@ void parallelLoop(std::size_t count, const Body& body) {
     }
 }
 
+} // namespace detail
+
 #endif
+
+/// Calls `body(begin, end)` for disjoint sub-ranges that together cover [0, count), on several
+/// threads, and returns when all calls have returned. Nothing is called if `count` is 0.
+///
+/// An exception in a call cancels those not yet begun and is rethrown here, once.
+template <class Body>
+void parallelLoop(std::size_t count, const Body& body) {
+    if (count != 0 && !workersLost()) {
+        detail::shareAmongThreads(count, body);
+    } else if (count != 0) {
+        body(std::size_t{0}, count);
+    }
+}
 
 } // namespace base

@@ -19,7 +19,7 @@ inline constexpr std::size_t poolHeaderSize = 64;
 /// Memory from a document's pool, on huge pages if it is large; null for 0 bytes.
 /// @throws std::bad_alloc  if the pool cannot give it.
 inline void* takeFromPool(rapidjson::Document::AllocatorType& pool, std::size_t size) {
-    // The pool adds its own header to what is asked for, unchecked.
+    // The pool adds its own header to the size requested, unchecked.
     void* const block =
         size <= PTRDIFF_MAX - poolHeaderSize ? pool.Malloc(roomOnHugePages(size)) : nullptr;
     if (block == nullptr && size != 0) {

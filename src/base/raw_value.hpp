@@ -22,7 +22,7 @@ namespace rapidjson {
 /// Through its public operations a value grows element by element, and an object cannot even be
 /// told its size: RapidJSON 1.1.0 reserves 16 members and then half as many again. It copies an
 /// object by playing it back as events through a document with a stack of its own, and writes
-/// through null if its pool has no memory. Its own document class sets values up in one step, by
+/// through null if its pool is out of memory. Its own document class sets values up in one step, by
 /// a friendship that extends to every specialisation; this one is not a document but uses the
 /// friendship for the same purpose. Nothing else in this library, nor in its embedded host, depends
 /// on how RapidJSON lays out its values.

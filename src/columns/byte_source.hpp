@@ -49,7 +49,7 @@ public:
     /// @return bytes in all, if that is known.
     virtual std::optional<std::size_t> size() const = 0;
 
-    /// Says that nobody will read in front of a place any more.
+    /// Promises that nothing in front of a place will be read again.
     virtual void discard(std::size_t /*before*/) {}
 
     /// @return whether what has been discarded cannot be read again.

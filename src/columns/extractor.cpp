@@ -32,7 +32,7 @@ void Piece::Impl::appendBatch(std::size_t count, const Record& record) {
     rows += count;
 }
 
-/// The records of a whole document are not in any cache: what their walks will read is asked for
+/// The records of a whole document are not in any cache: what their walks will read is prefetched
 /// one batch ahead.
 void Piece::Impl::appendScattered(std::span<rapidjson::Value* const> records) {
     for (std::size_t begin = 0; begin < records.size(); begin += batchSize) {

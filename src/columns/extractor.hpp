@@ -63,7 +63,7 @@ public:
     /// Rows since the last `take`.
     std::size_t rows() const;
 
-    /// Settles types and hands the columns out; this is as new then, but for what `keepTypes`
+    /// Settles types and returns the columns; this is then empty, but for what `keepTypes`
     /// keeps.
     /// @param keepTypes  for batches: a field whose type was settled by a batch that holds a value
     ///                   keeps it, and a later value that does not fit is a conflict.

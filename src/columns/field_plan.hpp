@@ -25,8 +25,7 @@ struct PathNode {
         }
     };
     struct Step {
-        std::size_t
-            index; // of an array's element; no array is long enough where it is not an index
+        std::size_t index; // of an array's element; no array is long enough if it is not an index
         std::uint32_t node;
     };
     static constexpr std::uint32_t noSlot = UINT32_MAX;

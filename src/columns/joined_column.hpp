@@ -27,7 +27,7 @@ public:
     void append(const Gathered& piece);
 
     /// Settles the type and hands the column out; the rows go on counting.
-    /// @param keepType  whether the type, where values decided about it, is that of all that
+    /// @param keepType  whether the type, if values decided it, is that of all that
     /// follow.
     /// @throws std::bad_alloc
     Column take(bool keepType);

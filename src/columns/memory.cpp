@@ -37,7 +37,7 @@ std::byte* mapAligned(std::size_t size) {
     return begin + head;
 }
 
-/// Moves the pages of a mapped block to another one, from huge page to huge page: where only one
+/// Moves the pages of a mapped block to another one, from huge page to huge page: if only one
 /// of the two began with one, the kernel would take all of them apart.
 bool movePages(std::byte* from, std::size_t size, std::byte* to, std::size_t newSize) {
     // When it fails, `to` is perhaps unmapped and somebody else's already: it is not ours to unmap.

@@ -40,7 +40,7 @@ std::vector<std::size_t> firstNodes(const matrix::typed_vector<bool>& missing, s
     return first;
 }
 
-/// Appends nodes, which lie far apart, a few at a time: others are asked for in between.
+/// Appends nodes, which lie far apart, a few at a time: others are prefetched in between.
 /// @param nodes  null for an absent one.
 void appendNodes(Piece& piece, std::span<Value* const> nodes) {
     constexpr std::size_t batch = 16;

@@ -33,7 +33,7 @@ struct NumberMarks {
     Mark above;   // an integer above 2^63 - 1
     Mark inexact; // an integer that a double does not hold exactly
 
-    /// The first number that a class does not hold; unset where it holds all.
+    /// The first number that a class does not hold; unset if it holds all.
     const Mark& endOf(Kind kind) const {
         const Mark& integer = kind == Kind::Int64 ? above : negative;
         return kind == Kind::Double                  ? inexact
@@ -41,7 +41,7 @@ struct NumberMarks {
                                                      : integer;
     }
 
-    /// The class of the column, where there is one: the first one that holds all rows.
+    /// The class of the column, if there is one: the first one that holds all rows.
     Kind best() const {
         return !endOf(Kind::Int64).set()    ? Kind::Int64
                : !endOf(Kind::Uint64).set() ? Kind::Uint64

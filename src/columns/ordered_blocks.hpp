@@ -1,6 +1,6 @@
 #pragma once
 
-/// Blocks of a text, read ahead by several threads and put in order by whoever comes by.
+/// Blocks of a text, read ahead by several threads and put in order by any of them.
 
 #include "columns/record_text.hpp"
 
@@ -29,7 +29,7 @@ public:
                   std::size_t threads, std::function<void(std::size_t, std::size_t)> report);
 
     /// Reads until `isEnough` or the text ends. What has been read ahead waits for the next call.
-    /// @param isEnough  asked by whoever puts in order, behind each block.
+    /// @param isEnough  asked by the thread that puts in order, behind each block.
     /// @throws whatever reading, putting in order and reporting throw; it is used up then.
     void run(const std::function<bool()>& isEnough);
 

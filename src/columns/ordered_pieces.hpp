@@ -59,7 +59,7 @@ private:
         std::unique_lock lock(mutex_);
         while (nextChunk_ < chunks_ && !failed_) {
             const std::size_t chunk = nextChunk_++;
-            // The one whose chunk is due next never waits, and whoever joins goes on.
+            // The one whose chunk is due next never waits, and the thread that joins goes on.
             mayGoOn_.wait(lock, [&] { return failed_ || chunk < nextDue_ + mostAhead; });
             OwnedPiece piece;
             if (!spare_.empty()) {

@@ -272,7 +272,7 @@ bool PieceColumn::adapt(const Value& value) {
     return true;
 }
 
-/// Appends what stands for missing values; nothing as long as there is no rule.
+/// Appends what stands for missing values; nothing before there is a rule.
 void PieceColumn::appendZeros(std::size_t count) {
     if (data_.rule == Want::Any || count == 0) {
         return;
@@ -292,7 +292,7 @@ void PieceColumn::appendZeros(std::size_t count) {
 Mark PieceColumn::markOf(const Value& value) const {
     FoundValue found = FoundValue::of(value, inArray_);
     if (data_.rule == Want::Json && hasHugeIntegers_ && holdsHugeInteger(value)) {
-        found.type = FoundValue::Type::Huge; // which is what has no text of its own
+        found.type = FoundValue::Type::Huge; // which is a value without a text of its own
     }
     return {data_.rows, data_.elements, found};
 }

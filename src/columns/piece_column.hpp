@@ -30,9 +30,9 @@ struct Gathered {
     std::size_t rows = 0;
 
     Shape shape = Shape::Undecided;
-    Mark shapedBy; // unset where the field's type says it
+    Mark shapedBy; // unset if the field's type says it
     Want rule = Want::Any;
-    Mark ruledBy; // unset where the field's type says it
+    Mark ruledBy; // unset if the field's type says it
     NumberMarks marks;
     Held held = Held::Signed;
 

@@ -105,7 +105,7 @@ protected:
     virtual void settle(const Stretch& stretch) = 0;
 
     /// Puts a stretch's records in order, or at least begins to: it then settles.
-    /// @param read  reads them again, where they do not fit in the batch as a whole.
+    /// @param read  reads them again, if they do not fit in the batch as a whole.
     template <class Read>
     void take(const Stretch& stretch, const Read& read) {
         if (stretch.piece.rows() <= rows_.room()) {

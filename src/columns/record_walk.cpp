@@ -152,7 +152,7 @@ void RecordWalk::enterUnknown(std::uint32_t node, const Value& object, const Tar
 /// Adds a key that no link of its place matches. A text that is held in another way than before, as
 /// in documents that were built and not read, is another key here.
 /// @param before  the link in front of the place.
-/// @return its link; `none` where there can be no more.
+/// @return its link; `none` if there cannot be another.
 std::uint32_t RecordWalk::grow(std::uint32_t node, std::uint32_t before, const Value& key) {
     std::uint32_t last = none; // of the keys at this place
     std::size_t alternatives = 0;
@@ -184,7 +184,7 @@ std::uint32_t RecordWalk::grow(std::uint32_t node, std::uint32_t before, const V
         }
     }
     const auto added = static_cast<std::uint32_t>(links_.size());
-    origins_.resize(links_.size()); // one more where an earlier attempt found no memory
+    origins_.resize(links_.size()); // one more if an earlier attempt ran out of memory
     origins_.push_back(origin);
     links_.push_back(link);
     (last != none     ? links_[last].other

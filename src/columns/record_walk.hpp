@@ -34,7 +34,7 @@ public:
 
     /// Finds what the pointers select from a record.
     /// @param found  of slot 0, that of slot k lies `stride` pointers behind it times k; nothing is
-    ///               written where the record has no such value.
+    ///               written if the record does not have the value.
     /// @throws std::bad_alloc
     void find(const rapidjson::Value& record, const rapidjson::Value** found, std::size_t stride);
 

@@ -70,7 +70,7 @@ bool areUtf8(const ColumnView& view, std::size_t begin, std::size_t end) {
     return true;
 }
 
-/// @throws std::invalid_argument  naming the first row with a text that is none.
+/// @throws std::invalid_argument  naming the first row with a text that is malformed.
 void requireTexts(const ColumnView& view) {
     if (view.offsets == nullptr) {
         throw std::invalid_argument("texts without offsets");
@@ -172,7 +172,7 @@ void writeRows(Nodes nodes, const ColumnView& view, std::size_t firstRow, Missin
     });
 }
 
-/// Calls `write(begin, end)` for ranges that cover [0, count): at once where that may be.
+/// Calls `write(begin, end)` for ranges that cover [0, count): in parallel if that is allowed.
 template <class Write>
 void inParallelIf(bool distinct, std::size_t count, const Write& write) {
     if (distinct) {
@@ -226,7 +226,7 @@ Value makeText(std::string_view text, tree::Pool& pool) {
 }
 
 /// What the texts of each chunk need of the document's pool.
-/// @param onlyChanges  leaves out what the nodes hold already; not to be relied on where a node
+/// @param onlyChanges  leaves out what the nodes hold already; not to be relied on if a node
 ///                     stands twice.
 std::vector<std::size_t> memoryNeeds(Nodes nodes, const ColumnView& view, bool onlyChanges) {
     std::vector<std::size_t> needs(chunksFor(nodes.size()));

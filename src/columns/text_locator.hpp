@@ -11,7 +11,7 @@
 
 namespace ostra::io::json::columns {
 
-/// Counts lines only when somebody asks: reads the text once more, or, when it cannot be read
+/// Counts lines on request only: reads the text once more, or, when it cannot be read
 /// again, before it is forgotten.
 class TextLocator {
 public:

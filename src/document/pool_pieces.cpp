@@ -31,7 +31,7 @@ char* takeBlock(Pool& pool, std::size_t size) {
 } // namespace
 
 PoolPieces::PoolPieces(Pool& pool, const std::vector<std::size_t>& payloads) {
-    // From here on it is one block: the kernel can refuse at once what it could not back, where one
+    // From here on it is one block: the kernel can refuse at once what it could not back, while one
     // piece after another would be granted until the process is killed for using them.
     constexpr std::size_t alwaysOneBlock = std::size_t{256} << 20U;
     std::size_t total = 0;

@@ -15,7 +15,7 @@ using Pool = rapidjson::Document::AllocatorType;
 ///
 /// The pool is not safe for several threads, and a lock per allocation costs more than the
 /// allocation. So the caller works out how much each piece needs, the pool gives it all before
-/// anything is changed, and every piece becomes a small pool of its own that never asks for more.
+/// anything is changed, and every piece becomes a small pool of its own that never allocates more.
 /// The memory belongs to the document like any other of its pool.
 class PoolPieces {
 public:

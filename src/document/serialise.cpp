@@ -34,7 +34,7 @@ public:
     char* startLine(TextBuffer& out, char* at) const {
         at = out.reserve(at, entryRoom + indentation_);
         *at++ = '\n';
-        // A few more than wanted where these are few: a constant number needs no call.
+        // A few more than wanted if these are few: a constant number does not need a call.
         constexpr std::size_t few = 32;
         static_assert(few < entryRoom / 2);
         std::memset(at, character_, few);

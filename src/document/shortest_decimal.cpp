@@ -10,7 +10,7 @@
 /// one integer, and at most one multiple of ten. If it holds a multiple of ten, that is the
 /// shortest decimal; if not, the integer next to v is.
 ///
-/// Where the paper scales both ends of the interval and the value, three products, here only the
+/// While the paper scales both ends of the interval and the value, three products, here only the
 /// value is: a multiple of ten can lie within half a width only if it is the one next to the
 /// value. The distances are compared as fixed-point numbers. Over all doubles, the distance
 /// between an end of the interval and a multiple of ten is 0 or above 21 * 2^-64, by the
@@ -119,7 +119,7 @@ Tens shortest(const Scaled& scaled, std::uint64_t c) {
     // multiple is outside) or at least 1 the other way. The ends belong to it if c is even.
     const bool readsBack = distance < scaled.half + 2 * (~c & 1U);
 
-    // Where it does not, the integer next to the value lies between the same multiples of ten.
+    // If it does not, the integer next to the value lies between the same multiples of ten.
     const std::uint64_t lowerTens = scaled.integer / 10;
     const std::uint64_t tens = choose(readsBack, nearestTens, lowerTens);
     const std::uint64_t last = choose(readsBack, 0, nearestInteger(scaled) - 10 * lowerTens);

@@ -18,7 +18,7 @@ namespace {
 // are not touched, while copying the text costs a third of writing it: few steps then.
 constexpr std::size_t large = std::size_t{16} << 20U;
 
-/// What to ask for, as long as it is refused: a block just large enough would be outgrown at once.
+/// What to request, as long as it is refused: a block just large enough would be outgrown at once.
 std::array<std::size_t, 4> capacities(std::size_t used, std::size_t needed) {
     constexpr std::size_t smallest = 4096;
     constexpr std::size_t firstMapped = std::size_t{256} << 20U;

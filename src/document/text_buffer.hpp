@@ -38,7 +38,7 @@ public:
     /// Hands the finished text over, in memory of malloc's; null for none.
     char* release() noexcept;
 
-    // Whoever writes holds the place where the text goes on, `at`, and hands it from call to call:
+    // The writer holds the place where the text goes on, `at`, and passes it from call to call:
     // kept in the buffer, it would be stored and loaded again around every byte.
 
     /// Makes room for `count` more bytes.

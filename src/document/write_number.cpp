@@ -63,7 +63,7 @@ char* putLarge(char* at, std::uint64_t value) {
 char* putInteger(char* at, std::uint64_t value) {
     if (value < 10'000) {
         const std::uint32_t digits = fourDigits(static_cast<std::uint32_t>(value));
-        constexpr std::uint32_t last = std::uint32_t{1} << 24U; // stays where all are 0
+        constexpr std::uint32_t last = std::uint32_t{1} << 24U; // stays if all are 0
         const int zeros = std::countr_zero(digits | last) / 8;
         store(at, textOf(digits) >> 8 * zeros);
         return at + 4 - zeros;
@@ -82,7 +82,7 @@ char* putInteger(char* at, std::uint64_t value) {
 class DecimalText {
 public:
     explicit DecimalText(const Decimal& decimal) : last_(static_cast<char>('0' + decimal.last)) {
-        // Not by halves where the second is 0: whether it is can be hard to predict, and costs more
+        // Not by halves if the second is 0: whether it is can be hard to predict, and costs more
         // than it saves even in files of six digits each.
         const __m128i digits = sixteenDigits(decimal.sixteen / tenTo8, decimal.sixteen % tenTo8);
         sixteen_ = textOf(digits);

@@ -35,7 +35,7 @@ unsigned escapesIn(__m128i block) {
 
 char* putEscape(char* at, char c) {
     constexpr char hexDigits[] = "0123456789ABCDEF";
-    // One letter per control character; 'u' where only the numeric form exists.
+    // One letter per control character; 'u' if only the numeric form exists.
     constexpr char letters[] = "uuuuuuuubtnufruuuuuuuuuuuuuuuuuu";
     const auto code = static_cast<unsigned char>(c);
     const char letter = code < 0x20 ? letters[code] : c;

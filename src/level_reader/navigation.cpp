@@ -66,8 +66,9 @@ std::vector<Visit> findKeyBelow(rapidjson::Value& root, std::string_view name) {
     return path;
 }
 
-/// RapidJSON writes through null if it cannot get the memory for a pointer, so that much is
-/// asked for just before. Only a thread that takes the very last memory in between could do harm.
+/// RapidJSON writes through null if it cannot allocate memory for a pointer, so that much is
+/// allocated and freed just before. Only a thread that takes the very last memory in between could
+/// do harm.
 void requireMemoryForPointer(const std::string& selector) {
     const auto tokens = static_cast<std::size_t>(std::ranges::count(selector, '/'));
     ::operator delete(

@@ -15,7 +15,7 @@ namespace ostra::io::json::tree {
 
 /// A set of addresses of nodes, of a size known beforehand.
 ///
-/// Open addressing, at most half full: half a million scattered nodes in 1.8 ms, where Boost's flat
+/// Open addressing, at most half full: half a million scattered nodes in 1.8 ms, while Boost's flat
 /// set takes 7 and a bitmap for each page of memory 6.
 class AddressSet {
 public:

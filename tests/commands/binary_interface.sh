@@ -29,7 +29,7 @@ trap 'rm -f "$now"' EXIT
 describe >"$now"
 if ! abidiff "$baseline" "$now"; then
     echo "The binary interface changed: programs built against the old one may break. If that is" >&2
-    echo "meant, raise the library's SOVERSION where they do, and run" >&2
+    echo "meant, raise the library's SOVERSION if they do, and run" >&2
     echo "  $0 --update $library $baseline $source" >&2
     exit 1
 fi

@@ -169,7 +169,7 @@ refuses ".*more children than memory can hold" columns small.json --records /row
     --set resize:/tags=18446744073709551615 --output edited.json
 same "$("$program" edited.json --select /rows/0 --compact)" '{"X":0.5,"labels":["p"]}'
 
-# A reader that leaves early is no error worth a word.
+# A reader that leaves early is not an error worth a message.
 { "$program" "$stations" --pretty 2>err || true; } | head -n 1 >/dev/null
 [ ! -s err ] || complain "a broken pipe says: $(cat err)"
 status=0

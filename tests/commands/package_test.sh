@@ -38,7 +38,7 @@ apt-config dump | grep '^Acquire::' >"$system/etc/apt/apt.conf.d/90acquire" || t
 cp build/package/*.deb "$system/root"
 
 echo "== the program"
-# apt-get fails where a dependency is not there or names no package.
+# apt-get fails if a dependency is not there or names no package.
 quietly inside sh -c 'apt-get install -y --no-install-recommends /root/jsontree_*.deb \
     /root/libtviojsontree1_*.deb'
 version=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)

@@ -11,7 +11,7 @@ diff -u "$root/examples/readme.cpp" "$work/block.cpp" >&2 ||
 cd "$work"
 ln -s "$root/data" data
 "$program" >out
-# shellcheck disable=SC2016 # those are no expansions
+# shellcheck disable=SC2016 # those are not expansions
 awk '/^```cpp$/ { after = 1 } /^```$/ { inside = 0 } inside; after && /^```text$/ { inside = 1 }' \
     "$root/README.md" | diff -u - out >&2 ||
     { echo "README.md promises another output" >&2; exit 1; }

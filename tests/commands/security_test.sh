@@ -2,7 +2,7 @@
 # Checks that every test that SECURITY.md names exists: security_test.sh SOURCE_FOLDER
 set -euo pipefail
 cd "$1"
-# shellcheck disable=SC2016 # those are no expansions
+# shellcheck disable=SC2016 # those are not expansions
 missing=$(grep -E '^\|' SECURITY.md | sed -E 's/^\|[^|]*\|//' | grep -oE '`[A-Za-z_.]+`' | tr -d '`' |
     while IFS=. read -r suite name; do
         case $suite in

@@ -7,7 +7,7 @@
 
 namespace test {
 
-/// @return the message of the `Error` that an action throws, "no exception" where it throws none.
+/// @return the message of the `Error` that an action throws, "no exception" if it throws none.
 template <class Error = std::exception>
 std::string messageOf(const auto& action) {
     try {

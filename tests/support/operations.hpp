@@ -128,7 +128,7 @@ struct Shown {
 struct Operation {
     std::string name;
 
-    /// Calls it and returns what it answered. Where it may leave part of its work behind when it
+    /// Calls it and returns what it answered. If it may leave part of its work behind when it
     /// fails, `most` limits it to its first so many values; the others ignore that.
     std::function<std::string(Subject&, std::size_t most)> run;
 

@@ -14,7 +14,7 @@
 
 namespace ostra::io::json::columns {
 
-/// Raw memory that grows in place where it can: large blocks are mapped with address space ahead
+/// Raw memory that grows in place if it can: large blocks are mapped with address space ahead
 /// of them, so that growing neither copies nor needs old and new block at once.
 class TVIOJSONCOLUMNS_EXPORT Memory {
 public:
@@ -30,11 +30,11 @@ public:
     std::size_t capacity() const noexcept { return capacity_; }
 
     /// Makes room for `size` bytes in all; keeps the first `used`. Grows by half at least.
-    /// Cost: constant for each page in use, where the block is mapped already; else a copy.
+    /// Cost: constant for each page in use if the block is mapped already; else a copy.
     /// @throws std::bad_alloc  if memory is exhausted; nothing changes.
     void reserve(std::size_t size, std::size_t used);
 
-    /// Gives what lies behind the first `used` bytes back to the system where that is worth it.
+    /// Gives what lies behind the first `used` bytes back to the system if that is worth it.
     void shrink(std::size_t used) noexcept;
 
 private:

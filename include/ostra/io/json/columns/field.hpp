@@ -20,14 +20,14 @@ enum class Want : std::uint8_t {
     Number,  ///< numbers of the class that holds all of them exactly
     Int64,   ///< refuses what is not an integer from -2^63 to 2^63-1
     Uint64,  ///< refuses what is not an integer from 0 to 2^64-1
-    Double,  ///< any number, rounded to nearest where a double does not hold it
+    Double,  ///< any number, rounded to nearest if a double does not hold it
     Boolean, ///< true and false
     Text,    ///< strings
     Json,    ///< any value, as its own JSON text
 };
 
 /// What a value is that does not fit the type: one of another type than the wanted one, as a row or
-/// as an element of an array, and an array of another length than `ColumnType::width`. Where no
+/// as an element of an array, and an array of another length than `ColumnType::width`. If no
 /// type is wanted, objects and arrays of arrays are such values; a mixture of kinds is an error in
 /// any case.
 enum class Mismatch : std::uint8_t {
@@ -37,7 +37,7 @@ enum class Mismatch : std::uint8_t {
 
 /// The type of a column.
 ///
-/// Numbers without a class asked for: integers give `Int64`; with one above 2^63-1 and none
+/// Numbers of which no class is wanted: integers give `Int64`; with one above 2^63-1 and none
 /// negative, `Uint64`; a number with a fraction or an exponent anywhere, `Double`. When no class
 /// holds every value exactly, the first row at which none holds all rows so far is a conflict. 2 is
 /// an integer and 2.0 is not, as the document holds them. Missing rows never decide; all rows

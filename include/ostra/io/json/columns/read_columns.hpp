@@ -150,7 +150,7 @@ struct RecordColumns {
 /// @param options  how.
 /// @return one column a field.
 /// @throws core::ParseError       if the text is refused: the first place at which it stops making
-///                                sense. Malformed UTF-8 is met in its turn.
+///                                sense. Malformed UTF-8 is reported in text order.
 /// @throws ColumnConflict         if a value does not fit its column, with its row.
 /// @throws std::runtime_error     if there is no array or object at the pointer; if the source
 ///                                cannot be read (`std::system_error` with path and reason).
@@ -163,7 +163,7 @@ TVIOJSONCOLUMNS_EXPORT RecordColumns read_columns(const Source& source,
                                                   std::span<const Field> fields,
                                                   const ReadOptions& options = {});
 
-/// How much a batch holds. Whichever limit is reached first ends it; 0 is no limit.
+/// How much a batch holds. Whichever limit is reached first ends it; 0 means unlimited.
 struct BatchSize {
     std::size_t records = 0; ///< exactly so many, but for the last batch
     std::size_t bytes = 0;   ///< of text; a batch ends with the block that reaches so many

@@ -80,7 +80,7 @@ TVIOJSONCOLUMNS_EXPORT Utf8Text write_utf8(const rapidjson::Value& value,
 
 /// Writes values as JSON Lines: the elements of an array, each compact and followed by an LF.
 ///
-/// @param array        the records; of a value that is no array, that value is the one record.
+/// @param array        the records; if the value is not an array, it is the one record.
 /// @param allowNaNInf  whether non-finite doubles are written as words instead of null.
 /// @throws std::bad_alloc  if memory is exhausted.
 /// Cost: linear in the text. Any nesting depth on any stack.

@@ -22,13 +22,13 @@ namespace ostra::io::json::core {
 /// The caller hands in one window after the other, each beginning where the scanner is. It needs a
 /// bit for each level of nesting, and windows that show the longest token whole; strings may be
 /// longer. Every refusal is that of `parse_text` for the whole text, except that malformed UTF-8 is
-/// met in its turn.
+/// reported in text order.
 class TVIOJSONTREE_EXPORT DocumentScanner {
 public:
     enum class Stop : std::uint8_t {
         NeedsMore, ///< of the text: the window ends in the middle of it
         Records,   ///< behind the opening bracket of the container
-        NoRecords, ///< in front of the value that the pointer selects, which is no container
+        NoRecords, ///< in front of the value that the pointer selects, which is not a container
         End,       ///< at the end of the text, which is well-formed
         Refused,   ///< for an error
     };

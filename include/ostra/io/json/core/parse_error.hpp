@@ -26,7 +26,7 @@ struct ParseErrorFields {
 /// A text that is not JSON (RFC 8259, with the options that were given).
 ///
 /// `what()` reads `stations.json:12:7: expected ',' or '}' (byte 311)`, and
-/// `log.jsonl:12:7: expected ',' or '}' (byte 311, record 11)` where records are read; a source
+/// `log.jsonl:12:7: expected ',' or '}' (byte 311, record 11)` if records are read; a source
 /// without a name is left out with its colon, and control characters in a name are spelt out.
 /// Copies share their parts and cannot fail.
 class TVIOJSONTREE_EXPORT ParseError : public std::runtime_error {

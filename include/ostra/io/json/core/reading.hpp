@@ -41,7 +41,7 @@ TVIOJSONTREE_EXPORT rapidjson::Document parse_text(const std::u16string& sourceN
 /// Parses JSON Lines (https://jsonlines.org): one JSON text a line.
 ///
 /// A line ends with LF, perhaps with a CR in front of it; the last one may lack its end. Lines of
-/// white space only (and of comments, where allowed) are skipped, and so is a byte-order mark at
+/// white space only (and of comments, if allowed) are skipped, and so is a byte-order mark at
 /// the start.
 ///
 /// Parameters, failures and cost as `parse_text`. An error names the record, counted from 0 without

@@ -77,8 +77,8 @@ struct Lines {
 
 /// Reads records into memory that it keeps from one call to the next.
 ///
-/// Every refusal is that of `parse_text` for the whole text, except that malformed UTF-8 is met in
-/// its turn: what stands in front of it is judged first.
+/// Every refusal is that of `parse_text` for the whole text, except that malformed UTF-8 is
+/// reported in text order.
 class TVIOJSONTREE_EXPORT RecordReader {
 public:
     /// @param options           what the text may contain beyond RFC 8259.

@@ -25,7 +25,7 @@ using StringArray = std::unique_ptr<Tarvel::String::String>;
 ///
 /// Arrays and nodes are tied by position only: the j-th string node owns `strings[j]`, the j-th
 /// number node owns `number_types[j]`, and a number node of class c owns the next unused element of
-/// the array of that class. Whoever edits a record keeps this correspondence. Arrays that
+/// the array of that class. An edited record must keep this correspondence. Arrays that
 /// the library makes are real and k x 1, even when empty (0 x 1).
 ///
 /// Threads and lifetime: a plain value, independent of the document and of the nodes.

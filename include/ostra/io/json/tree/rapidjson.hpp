@@ -40,7 +40,7 @@ using SizeType = std::size_t;
 }
 #else
 // The macro may come from the compiler's command line, with a declaration of the consumer's or
-// without. From inside rapidjson, the default is found where there is none; what is found is then
+// without. From inside rapidjson, the default is found if there is none; what is found is then
 // declared, perhaps again, and a type that is too narrow meets the assertion below.
 namespace tviojsontree_default {
 using SizeType = std::size_t;
