@@ -1,62 +1,25 @@
 /// Reading a text in chunks: the same document, the same refusal, as in one go.
 
-#include "json_core/chunked_reading.hpp"
+#include "fuzz/oracle/identical.hpp"
+#include "support/failing_machine.hpp"
 #include "support/random_json.hpp"
 #include "support/text.hpp"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 namespace {
 
-std::atomic<long> newsLeft = 0; // until one fails; never from 0 on
-
-// Not inlined, or GCC 12 sees `std::free` after `operator new` and takes it for a mistake.
-[[gnu::noinline]] void giveBack(void* block) noexcept {
-    std::free(block);
-}
-
-} // namespace
-
-// NOLINTBEGIN: the standard's names and signatures
-void* operator new(std::size_t size) {
-    void* const block = --newsLeft == 0 ? nullptr : std::malloc(size);
-    return block != nullptr ? block : throw std::bad_alloc();
-}
-void operator delete(void* block) noexcept {
-    giveBack(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    giveBack(block);
-}
-// NOLINTEND
-
-namespace {
-
-using ostra::io::json::core::readInChunks;
 using test::ReadOptions;
 
 const ReadOptions relaxed = {
     .allowComments = true, .allowTrailingCommas = true, .allowNaNInf = true};
 
-std::string outcome(const std::string& text, const ReadOptions& options, std::size_t chunkSize) {
-    test::tree::DOM dom;
-    try {
-        dom.document = readInChunks(u"source", text, options, chunkSize);
-    } catch (const std::runtime_error& error) {
-        return std::string("refused: ") + error.what();
-    }
-    return test::textOf(dom, {.allowNaNInf = true, .prettyPrint = false, .indentText = {}});
-}
-
 void expectTheSame(const std::string& text) {
     for (const ReadOptions& options : {ReadOptions(), relaxed}) {
-        const std::string whole = outcome(text, options, text.size() + 1);
+        const fuzz::Outcome whole = fuzz::readPlainly(text, options);
         for (const std::size_t chunkSize : {10U, 40U, 300U}) {
-            EXPECT_EQ(outcome(text, options, chunkSize), whole) << chunkSize << ' ' << text;
+            EXPECT_TRUE(fuzz::readInChunks(text, options, chunkSize) == whole)
+                << chunkSize << ' ' << text;
         }
     }
 }
@@ -119,16 +82,19 @@ TEST(ChunkedReading, WherePlacesToBeginAreMisleading) {
 /// Lets every N-th allocation fail.
 /// @return how often the text was not read for it.
 long failuresAmid(const std::string& text, std::size_t chunkSize) {
-    const std::string whole = outcome(text, {}, chunkSize); // wakes oneTBB, not to fail at that
+    const auto read = [&](unsigned faults) {
+        const test::Faults failing(faults);
+        return ostra::io::json::core::readInChunks(u"", text, {}, chunkSize);
+    };
+    const rapidjson::Document whole = read(test::noFault); // wakes oneTBB, not to fail at that
     long failures = 0;
     bool failed = true;
     for (long n = 1; failed; ++n) {
         try {
-            newsLeft = n;
-            const rapidjson::Document document = readInChunks(u"", text, {}, chunkSize);
-            failed = newsLeft <= 0;
-            newsLeft = 0;
-            EXPECT_EQ(test::textOf(document), whole); // what was read ahead is not missed
+            test::left = n;
+            const rapidjson::Document document = read(test::news);
+            failed = test::left <= 0;
+            EXPECT_TRUE(fuzz::identical(document, whole)) << n; // what was read ahead is not missed
         } catch (const std::bad_alloc&) {
             ++failures;
         }
@@ -136,7 +102,7 @@ long failuresAmid(const std::string& text, std::size_t chunkSize) {
     return failures;
 }
 
-TEST(ChunkedReading, WhereMemoryRunsOut) {
+TEST(ChunkedReading, WhenMemoryRunsOut) {
     EXPECT_GT(failuresAmid(randomText(7, false), 100), 10);
     // Large chunks read in vain: their memory comes back in two parts, used and not.
     std::string array = "[1";

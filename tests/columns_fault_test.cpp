@@ -1,80 +1,18 @@
 /// Columns when memory runs out: the N-th allocation fails, for every N, of `operator new`, of
-/// `realloc` and of mappings, which grow the columns, and where RapidJSON's pointers are not at
-/// work, of `malloc`. This program brings its own; the library finds them before all others.
+/// `realloc` and of mappings, which grow the columns, and, if RapidJSON's pointers are not at work,
+/// of `malloc`.
 
 #include "columns/extractor.hpp"
+#include "support/failing_machine.hpp"
 #include "support/nodes.hpp"
 
 #include <ostra/io/json/columns/node_columns.hpp>
 
 #include <gtest/gtest.h>
 
-#include <sys/mman.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdlib>
 #include <functional>
 #include <new>
 #include <tbb/global_control.h>
-
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define OWN_MALLOC
-#endif
-
-namespace {
-
-long left = 0; // allocations until one fails; everything runs on one thread
-bool armed = false;
-bool mallocToo = false;
-long living = 0; // blocks of `operator new`, and mappings
-
-bool failsNow() {
-    return armed && --left == 0;
-}
-
-} // namespace
-
-// NOLINTBEGIN: the standard's names and signatures
-void* operator new(std::size_t size) {
-    const bool mallocBefore = std::exchange(mallocToo, false);
-    void* const block = failsNow() ? nullptr : std::malloc(size == 0 ? 1 : size);
-    mallocToo = mallocBefore;
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    living += armed ? 1 : 0;
-    return block;
-}
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-    living -= armed && block != nullptr ? 1 : 0;
-    std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    operator delete(block);
-}
-#ifdef OWN_MALLOC
-extern "C" {
-void* __libc_malloc(std::size_t);
-void* __libc_realloc(void*, std::size_t);
-__attribute__((visibility("default"))) void* malloc(std::size_t size) {
-    return mallocToo && failsNow() ? nullptr : __libc_malloc(size);
-}
-__attribute__((visibility("default"))) void* realloc(void* block, std::size_t size) {
-    return failsNow() ? nullptr : __libc_realloc(block, size);
-}
-__attribute__((visibility("default"))) void* mmap(void* at, std::size_t size, int protection,
-                                                  int flags, int file, off_t offset) noexcept {
-    if (failsNow()) {
-        errno = ENOMEM;
-        return MAP_FAILED;
-    }
-    return reinterpret_cast<void*>(::syscall(SYS_mmap, at, size, protection, flags, file, offset));
-}
-}
-#endif
-// NOLINTEND
 
 namespace {
 
@@ -143,25 +81,26 @@ TEST(ColumnsFailure, ReachesTheCallerAndChangesNothing) {
         if (operation.name == "set_column") {
             nodes = test::elementsOf(operation.document);
         }
+        const unsigned kinds = test::news | test::reallocs | test::mappings |
+                               (operation.mallocToo ? test::mallocs : test::noFault);
         long failures = 0;
         bool failed = true;
         for (long n = 1; failed; ++n) {
-            left = n;
-            living = 0;
+            const long living = test::living;
+            test::left = n;
             failed = false;
             try {
-                armed = true;
-                mallocToo = operation.mallocToo;
+                const test::Faults failing(kinds);
                 operation.run(nodes);
-                armed = mallocToo = false;
             } catch (const std::bad_alloc&) {
-                armed = mallocToo = false;
                 failed = true;
                 ++failures;
+            }
+            ASSERT_EQ(test::living, living) << n;
+            if (failed) {
                 ASSERT_EQ(test::textOf(*nodes.dom), before) << n;
             }
-            ASSERT_EQ(living, 0) << n;
-            failed = failed || left <= 0; // it coped
+            failed = failed || test::left <= 0; // it coped
         }
         EXPECT_GT(failures, 4);
     }

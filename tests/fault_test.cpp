@@ -1,10 +1,10 @@
 /// A failing machine and a failing host: the N-th allocation, or the N-th call of one of the host's
 /// functions, fails, for every N and every operation.
 ///
-/// This program brings its own `operator new`, where no sanitizer has its own also `malloc`, which
-/// RapidJSON's memory comes from, and its own definitions of the host's functions. The library
-/// finds them before all others.
+/// This program brings its own definitions of the host's functions. The library finds them before
+/// all others.
 
+#include "support/failing_machine.hpp"
 #include "support/nodes.hpp"
 #include "support/operations.hpp"
 #include "support/random_json.hpp"
@@ -14,60 +14,16 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <dlfcn.h>
-#include <limits>
 #include <map>
 #include <new>
 #include <system_error>
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define OWN_MALLOC
-#endif
-
 namespace {
-
-enum class Fault { OneAllocation, AllFurtherAllocations, HostCall, AllFurtherHostCalls };
 
 struct HostFailed : std::exception {};
 
-// An operation's own threads count too, except for `malloc`, which oneTBB's and the C library's
-// threads call for themselves.
-std::atomic<Fault> fault = Fault::OneAllocation;
-std::atomic<bool> armed = false;
-std::atomic<long> left = 0;                  // until one fails
-std::atomic<long> living = 0;                // blocks of `operator new`
-std::atomic<std::size_t> largest = SIZE_MAX; // block that `operator new` gives
-bool mallocToo = true;
 std::vector<std::string>* made = nullptr; // where host arrays are listed: class, number of rows
-thread_local bool caller = false;         // whether `malloc` counts: not in `operator new`
-
-bool failsNow(bool inHost) {
-    if (!armed || inHost != (fault >= Fault::HostCall)) {
-        return false;
-    }
-    const long now = --left;
-    const bool once = fault == Fault::OneAllocation || fault == Fault::HostCall;
-    return now == 0 || (now < 0 && !once);
-}
-
-void* take(std::size_t size) {
-    if (failsNow(false) || size > largest) {
-        return nullptr;
-    }
-    const bool callerBefore = std::exchange(caller, false);
-    void* const block = std::malloc(size == 0 ? 1 : size);
-    caller = callerBefore;
-    living += block != nullptr ? 1 : 0;
-    return block;
-}
-
-// Not inlined, or GCC 12 sees `std::free` after `operator new` and takes it for a mistake.
-[[gnu::noinline]] void giveBack(void* block) noexcept {
-    living -= block != nullptr ? 1 : 0;
-    std::free(block);
-}
 
 /// Counts a call of one of the host's functions and passes it on: to the definition of the same
 /// name that comes after ours.
@@ -78,41 +34,13 @@ auto hostCall(Arguments&&... arguments) {
         dladdr(reinterpret_cast<void*>(Ours), &info);
         return reinterpret_cast<decltype(Ours)>(dlsym(RTLD_NEXT, info.dli_sname));
     }();
-    if (failsNow(true)) {
+    if (test::failsNow(test::hostCalls)) {
         throw HostFailed();
     }
     return next(std::forward<Arguments>(arguments)...);
 }
 
 } // namespace
-
-// NOLINTBEGIN: the standard's names and signatures
-void* operator new(std::size_t size) {
-    void* const block = take(size);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    return block;
-}
-void operator delete(void* block) noexcept {
-    giveBack(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    giveBack(block);
-}
-#ifdef OWN_MALLOC
-extern "C" {
-void* __libc_malloc(std::size_t);
-void* __libc_realloc(void*, std::size_t);
-__attribute__((visibility("default"))) void* malloc(std::size_t size) {
-    return caller && failsNow(false) ? nullptr : __libc_malloc(size);
-}
-__attribute__((visibility("default"))) void* realloc(void* block, std::size_t size) {
-    return caller && failsNow(false) ? nullptr : __libc_realloc(block, size);
-}
-}
-#endif
-// NOLINTEND
 
 #pragma GCC visibility push(default)
 namespace ostra::io::json::core {
@@ -176,7 +104,7 @@ void String::set(std::size_t i, std::u16string_view text) {
     using Next = void (*)(String*, std::size_t, std::u16string_view);
     static const auto next = reinterpret_cast<Next>(dlsym(
         RTLD_NEXT, "_ZN6Tarvel6String6String3setEmSt17basic_string_viewIDsSt11char_traitsIDsEE"));
-    if (failsNow(true)) {
+    if (test::failsNow(test::hostCalls)) {
         throw HostFailed();
     }
     next(this, i, text);
@@ -186,24 +114,36 @@ void String::set(std::size_t i, std::u16string_view text) {
 
 namespace {
 
-constexpr long never = std::numeric_limits<long>::max();
+using test::Faults;
+using test::left;
+using test::living;
+using test::never;
 
-class Failure : public testing::TestWithParam<Fault> {
+/// What fails, and whether all further ones do, too.
+struct Kind {
+    unsigned faults;
+    bool allFurther = false;
+};
+constexpr unsigned allocations = test::news | test::mallocs | test::reallocs;
+constexpr Kind oneAllocation = {allocations};
+constexpr Kind allFurtherAllocations = {allocations, true};
+constexpr Kind oneHostCall = {test::hostCalls};
+
+Kind kind;
+std::optional<Faults> around; // an operation
+
+class Failure : public testing::TestWithParam<Kind> {
 protected:
     void SetUp() override {
-        fault = GetParam();
-        test::beforeOperation = [] {
-            armed = true;
-            caller = mallocToo;
-        };
-        test::afterOperation = [] { caller = armed = false; };
+        test::beforeOperation = [] { around.emplace(kind.faults, kind.allFurther); };
+        test::afterOperation = [] { around.reset(); };
     }
     void TearDown() override {
         test::beforeOperation = test::afterOperation = [] {};
     }
 
     /// Runs an operation whose `n`-th allocation or call fails, and looks at what is left. It may
-    /// cope: a text is written into less memory where there is not as much as would be best.
+    /// cope: a text is written into less memory if there is not as much as would be best.
     /// @return whether there were that many.
     bool run(const test::Operation& operation, long n, const std::set<std::string>& permitted,
              const std::string& finished) {
@@ -215,12 +155,12 @@ protected:
         try {
             operation.run(subject, SIZE_MAX);
         } catch (const std::bad_alloc&) {
-            failed = fault != Fault::HostCall;
+            failed = kind.faults != test::hostCalls;
             EXPECT_EQ(living, before);
         } catch (const std::system_error&) { // the C library ran out of memory around a file
             failed = operation.name.find("ile") != std::string::npos;
         } catch (const HostFailed&) {
-            failed = fault == Fault::HostCall;
+            failed = kind.faults == test::hostCalls;
             EXPECT_EQ(living, before);
         }
         EXPECT_EQ(subject.nodes.nodes, nodes);
@@ -239,7 +179,10 @@ TEST_P(Failure, ReachesTheCallerAndLeavesThePromisedState) {
     for (const test::Operation& operation : test::operations()) {
         SCOPED_TRACE(operation.name);
         // RapidJSON's pointers do not survive a failing malloc; we ask for their memory first.
-        mallocToo = operation.name.find("elector") == std::string::npos;
+        kind = GetParam();
+        if (operation.name.find("elector") != std::string::npos) {
+            kind.faults &= ~(test::mallocs | test::reallocs);
+        }
         left = never;
         const std::set<std::string> permitted = test::permittedStates(operation, file);
         test::Subject plain(3, file);
@@ -269,25 +212,25 @@ TEST_P(Failure, ReachesTheCallerAndLeavesThePromisedState) {
 }
 
 #ifdef TVIOJSONTREE_PLAIN_THREADS // which may take memory when work is half done
-INSTANTIATE_TEST_SUITE_P(Kinds, Failure, testing::Values(Fault::HostCall));
+INSTANTIATE_TEST_SUITE_P(Kinds, Failure, testing::Values(oneHostCall));
 #else
 INSTANTIATE_TEST_SUITE_P(Kinds, Failure,
-                         testing::Values(Fault::OneAllocation, Fault::AllFurtherAllocations,
-                                         Fault::HostCall));
+                         testing::Values(oneAllocation, allFurtherAllocations, oneHostCall));
 #endif
 
 TEST(Navigation, AllocatesNothing) {
     const auto at = test::tree::LevelReader::MakeStringReaderPtr(uR"({"a":{"b":[1]}})", {});
     const std::string names[] = {"a", "b", "a name that no value holds in itself"};
     const ostra::io::json::core::JSONPointer pointer("/0");
-    fault = Fault::OneAllocation;
     left = never;
-    armed = caller = true;
-    const bool found = at->cdNodeName(names[0], false) && !at->cdNodeName(names[2], false) &&
-                       at->cdNodeName(names[1], false) && at->cdSelector(pointer);
-    at->cdup();
-    at->cd(0);
-    armed = caller = false;
+    bool found = false;
+    {
+        const Faults counted(allocations);
+        found = at->cdNodeName(names[0], false) && !at->cdNodeName(names[2], false) &&
+                at->cdNodeName(names[1], false) && at->cdSelector(pointer);
+        at->cdup();
+        at->cd(0);
+    }
     EXPECT_TRUE(found);
     EXPECT_EQ(left, never);
 }
@@ -333,10 +276,10 @@ TEST(Flattening, CountsBeforeItCollects) {
     }
     const test::tree::NodeVector root(dom, {&dom->document});
     const test::tree::NodeVector twice(dom, {&dom->document[0], &dom->document[1]});
-    largest = std::size_t{1} << 20U;
+    test::largest = std::size_t{1} << 20U;
     EXPECT_EQ(twice.get_children_exhaustive("").first.nodes.size(), 2 * leaves);
     EXPECT_THROW((void)root.get_children_exhaustive(""), std::length_error);
-    largest = SIZE_MAX;
+    test::largest = SIZE_MAX;
 }
 #endif
 
@@ -346,20 +289,18 @@ TEST(HostFailure, ReachesTheCallerOnceAndChangesNothing) {
     const auto dom = test::randomDocument(1, count, 1);
     const auto nodes = test::tree::NodeVector(dom, {&dom->document}).get_children();
     const std::string before = test::textOf(*dom);
-    fault = Fault::AllFurtherHostCalls;
-    for (const long failing : {1L, 2L, count / 2, count, never}) {
-        left = failing;
-        armed = true;
-        if (failing == never) {
+    for (const long first : {1L, 2L, count / 2, count, never}) {
+        left = first;
+        const Faults failing(test::hostCalls, true);
+        if (first == never) {
             EXPECT_NO_THROW((void)nodes.get_children_by_node_name("any"));
             EXPECT_EQ(left, never - count - 1); // one for the mask
         } else {
             EXPECT_THROW((void)nodes.get_children_by_node_name("any"), HostFailed);
         }
-        armed = false;
         EXPECT_EQ(nodes.nodes.size(), static_cast<std::size_t>(count));
-        EXPECT_EQ(test::textOf(*dom), before);
     }
+    EXPECT_EQ(test::textOf(*dom), before);
 }
 
 } // namespace

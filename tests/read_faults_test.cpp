@@ -1,78 +1,44 @@
-/// A failing machine while columns are read: the N-th allocation, or the N-th read of a file,
-/// fails, for every N.
-///
-/// This program brings its own `operator new`, `pread`, and, where no sanitizer has its own,
-/// `malloc`: the libraries find them before all others.
+/// A failing machine while columns are read: the N-th allocation, or the N-th read of a file or
+/// pipe, fails, for every N. This program brings its own `pread` and `read`.
 
 #include "fuzz/oracle/read_model.hpp"
+#include "support/failing_machine.hpp"
 #include "support/files.hpp"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <dlfcn.h>
 #include <new>
 #include <unistd.h>
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define OWN_MALLOC
-#endif
-
 namespace {
 
-enum class Fault { None, News, Mallocs, Reads };
+int readError = EIO; // of the read that fails
 
-std::atomic<Fault> fault = Fault::None;
-std::atomic<long> left = 0;         // until one fails
-std::atomic<long> living = 0;       // blocks of `operator new`
-thread_local bool isCaller = false; // oneTBB's own threads need their memory
-
-bool failsNow(Fault kind) {
-    return fault == kind && --left == 0;
-}
-
-// Not inlined, or GCC 12 sees `std::free` after `operator new` and takes it for a mistake.
-[[gnu::noinline]] void giveBack(void* block) noexcept {
-    living -= block != nullptr ? 1 : 0;
-    std::free(block);
+/// Fails, or goes on to the definition of the same name that comes after ours, with few bytes.
+template <class Function, class... Offset>
+ssize_t readSome(Function* next, int file, void* to, std::size_t size, Offset... offset) {
+    if (test::failsNow(test::reads)) {
+        errno = readError;
+        return -1;
+    }
+    return next(file, to, std::min<std::size_t>(size, 700), offset...);
 }
 
 } // namespace
 
 // NOLINTBEGIN: the standard's names and signatures
-void* operator new(std::size_t size) {
-    const bool wasCaller = std::exchange(isCaller, false);
-    void* const block = failsNow(Fault::News) ? nullptr : std::malloc(size == 0 ? 1 : size);
-    isCaller = wasCaller;
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    ++living;
-    return block;
-}
-void operator delete(void* block) noexcept {
-    giveBack(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    giveBack(block);
-}
 extern "C" {
-#ifdef OWN_MALLOC
-void* __libc_malloc(std::size_t);
-__attribute__((visibility("default"))) void* malloc(std::size_t size) {
-    return isCaller && failsNow(Fault::Mallocs) ? nullptr : __libc_malloc(size);
-}
-#endif
 __attribute__((visibility("default"))) ssize_t pread(int file, void* to, std::size_t size,
                                                      off_t offset) {
     static const auto next = reinterpret_cast<decltype(&pread)>(dlsym(RTLD_NEXT, "pread"));
-    if (failsNow(Fault::Reads)) {
-        errno = left.load() % 2 == 0 ? EIO : EINTR;
-        return -1;
-    }
-    return next(file, to, std::min<std::size_t>(size, 700), offset); // and never all at once
+    return readSome(next, file, to, size, offset);
+}
+__attribute__((visibility("default"))) ssize_t read(int file, void* to, std::size_t size) {
+    static const auto next = reinterpret_cast<decltype(&read)>(dlsym(RTLD_NEXT, "read"));
+    return readSome(next, file, to, size);
 }
 }
 // NOLINTEND
@@ -113,28 +79,43 @@ std::vector<Case> cases() {
             {"lines", skipping, lines}};
 }
 
+/// A pipe that holds a text, as a file to read.
+class Pipe {
+public:
+    explicit Pipe(const std::string& text) {
+        if (::pipe(ends_) != 0 ||
+            ::write(ends_[1], text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+            throw std::runtime_error("no pipe");
+        }
+        ::close(ends_[1]);
+    }
+    ~Pipe() { ::close(ends_[0]); }
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+
+    std::string path() const { return "/proc/self/fd/" + std::to_string(ends_[0]); }
+
+private:
+    int ends_[2];
+};
+
 /// Reads all in batches, with faults while it reads.
-std::string readAll(const Source& source, const ReadOptions& options, Fault kind, long n) {
+std::string readAll(const Source& source, const ReadOptions& options, test::Fault kind, long n) {
     // NOLINTNEXTLINE(bugprone-unused-return-value)
     ColumnReader reader(source, someFields(), options, {.records = 25});
     std::string all;
     all.reserve(100'000);
     for (;;) {
-        isCaller = true;
-        left = n;
-        fault = kind;
         std::optional<RecordColumns> batch;
         try {
+            test::left = n;
+            const test::Faults failing(kind);
             batch = reader.next();
         } catch (...) {
-            fault = Fault::None;
-            isCaller = false;
             EXPECT_FALSE(reader.next()); // it has no more, and says so
             throw;
         }
-        n = left; // goes on counting in the next batch
-        fault = Fault::None;
-        isCaller = false;
+        n = test::left; // goes on counting in the next batch
         if (!batch) {
             return all;
         }
@@ -142,24 +123,30 @@ std::string readAll(const Source& source, const ReadOptions& options, Fault kind
     }
 }
 
-void tryAllFaults(Fault kind, std::size_t threads, long atLeast) {
+void tryAllFaults(test::Fault kind, std::size_t threads, long atLeast, bool piped = false) {
     const test::TemporaryFolder folder;
     for (const Case& one : cases()) {
         SCOPED_TRACE(one.name);
         const std::string path = folder / "text";
         test::writeBytes(path, one.text);
-        const Source source = Source::file(path);
         ReadOptions options = one.options;
         options.threads = threads;
-        const std::string expected = readAll(source, options, Fault::None, 0);
-        readAll(source, options, Fault::None, 0); // wakes oneTBB, not to fail at that
-        const long before = living;
+        const auto read = [&](test::Fault fault, long n) {
+            std::optional<Pipe> pipe;
+            if (piped) {
+                pipe.emplace(one.text);
+            }
+            return readAll(Source::file(pipe ? pipe->path() : path), options, fault, n);
+        };
+        const std::string expected = read(test::noFault, 0);
+        read(test::noFault, 0); // wakes oneTBB, not to fail at that
+        const long before = test::living;
         long failures = 0;
         bool failed = true;
         for (long n = 1; failed; ++n) {
             try {
-                EXPECT_EQ(readAll(source, options, kind, n), expected) << n;
-                failed = left <= 0; // one fault, and nobody needed what it was about
+                EXPECT_EQ(read(kind, n), expected) << n;
+                failed = test::left <= 0; // one fault, and nobody needed what it was about
             } catch (const std::bad_alloc&) {
                 ++failures;
             } catch (const std::system_error& error) {
@@ -168,7 +155,7 @@ void tryAllFaults(Fault kind, std::size_t threads, long atLeast) {
             }
             ASSERT_FALSE(testing::Test::HasFailure()) << n;
             if (threads == 1) {
-                ASSERT_EQ(living, before) << n;
+                ASSERT_EQ(test::living, before) << n;
             }
         }
         EXPECT_GE(failures, atLeast);
@@ -176,21 +163,25 @@ void tryAllFaults(Fault kind, std::size_t threads, long atLeast) {
 }
 
 TEST(ReadFaults, AllocationsReachTheCaller) {
-    tryAllFaults(Fault::News, 1, 20);
+    tryAllFaults(test::news, 1, 20);
 #ifndef TVIOJSONTREE_PLAIN_THREADS // which may take memory when work is half done
-    tryAllFaults(Fault::News, 3, 10);
+    tryAllFaults(test::news, 3, 10);
 #endif
 }
 
-#ifdef OWN_MALLOC
 TEST(ReadFaults, AllocationsOfDocumentsReachTheCaller) {
-    tryAllFaults(Fault::Mallocs, 1, 1);
+    tryAllFaults(test::mallocs, 1, test::mallocsCanFail ? 1 : 0);
 }
-#endif
 
 TEST(ReadFaults, ReadsReachTheCaller) {
-    tryAllFaults(Fault::Reads, 1, 5);
-    tryAllFaults(Fault::Reads, 3, 5);
+    for (const bool piped : {false, true}) {
+        for (const std::size_t threads : {1U, 3U}) {
+            readError = EIO;
+            tryAllFaults(test::reads, threads, 5, piped);
+            readError = EINTR; // which is not an error
+            tryAllFaults(test::reads, threads, 0, piped);
+        }
+    }
 }
 
 } // namespace
