@@ -95,33 +95,30 @@ private:
         return text;
     }
 
-    void bySelector() {
-        std::vector<std::string> tokens;
-        auto [hits, mask] = at_.ours.get_children(selector(tokens));
+    /// Goes on with what `find` finds from each node; the library has marked the others.
+    template <class Find>
+    void moveToFound(std::pair<NodeVector, tree::NumericArray<bool>> found, const Find& find) {
         Nodes plain;
         for (std::size_t i = 0; i < at_.plain.size(); ++i) {
-            Value* found = follow(at_.plain[i], tokens);
-            check(mask->data()[i] == (found == nullptr), "mask of a selector");
-            if (found != nullptr) {
-                plain.push_back(found);
-            }
+            Value* const value = find(at_.plain[i]);
+            check(found.second->data()[i] == (value == nullptr), "mask of a lookup");
+            plain.insert(plain.end(), value != nullptr ? 1 : 0, value);
         }
-        moveTo({std::move(hits), plain});
+        moveTo({std::move(found.first), plain});
+    }
+
+    void bySelector() {
+        std::vector<std::string> tokens;
+        const std::string text = selector(tokens);
+        moveToFound(at_.ours.get_children(text), [&](Value* node) { return follow(node, tokens); });
     }
 
     void byName() {
         const std::string name = choices_.shortText();
-        auto [hits, mask] = at_.ours.get_children_by_node_name(name);
-        Nodes plain;
-        for (std::size_t i = 0; i < at_.plain.size(); ++i) {
+        moveToFound(at_.ours.get_children_by_node_name(name), [&](Value* node) {
             std::vector<std::string> way;
-            Value* found = findKey(*at_.plain[i], name, way);
-            check(mask->data()[i] == (found == nullptr), "mask of a node name");
-            if (found != nullptr) {
-                plain.push_back(found);
-            }
-        }
-        moveTo({std::move(hits), plain});
+            return findKey(*node, name, way);
+        });
     }
 
     void flattened() {

@@ -1,12 +1,13 @@
-/// Any sequence of cursor operations: against a tree and a cursor done the slow way.
+/// Any sequence of cursor operations: against a slow cursor on a second document.
 
 #include "oracle/model.hpp"
+#include "oracle/record.hpp"
 #include "oracle/search.hpp"
 #include "support.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
 
-#include <bit>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <stdexcept>
@@ -16,18 +17,25 @@ namespace {
 using namespace fuzz;
 using tree::LevelReader;
 
-bool isString(const Tree& entry) {
-    return entry.type == rapidjson::kStringType;
+bool isNumber(const Value& entry) {
+    return entry.IsNumber();
 }
-bool isNumber(const Tree& entry) {
-    return entry.type == rapidjson::kNumberType;
+
+/// Codes as the library's enumerations have them.
+template <class Code>
+Codes codesOf(const std::vector<Code>& values) {
+    Codes codes;
+    for (const Code value : values) {
+        codes.push_back(static_cast<std::uint8_t>(value));
+    }
+    return codes;
 }
 
 class Session {
 public:
     Session(const std::string& text, Choices& choices)
         : choices_(choices), reader_(LevelReader::MakeStringReader(u16(text), {})),
-          model_(toTree(core::parse_json_document(u"", toBytes(text), {}))) {}
+          model_(core::parse_json_document(u"", toBytes(text), {})) {}
 
     void run() {
         using Step = void (Session::*)();
@@ -121,57 +129,53 @@ private:
         expectRefusal(code > 6,
                       [&] { reader_.setCurrentType(static_cast<rapidjson::Type>(code)); });
         if (code <= 6) {
-            model_.current() = ofType(code);
+            model_.current() = Value(static_cast<rapidjson::Type>(code));
         }
     }
 
     void setKeyNames() {
         std::vector<std::u16string> names;
-        Tree object = ofType(rapidjson::kObjectType);
+        Texts keys;
         for (std::size_t n = choices_.below(5); n > 0; --n) {
-            const std::string name = choices_.shortText();
-            names.push_back(u16(name));
-            object.keys.push_back(name);
-            object.children.emplace_back();
+            names.push_back(u16(choices_.shortText()));
+            keys.emplace_back(names.back());
         }
         reader_.setKeyNames(names);
-        model_.current() = object;
+        model_.current().SetObject();
+        plainSetKeys({&model_.current()}, keys, model_.pool());
     }
 
     void setValueTypes() {
         std::vector<rapidjson::Type> types;
-        std::vector<Tree> values;
-        Tree& at = model_.current();
-        const std::size_t used =
-            at.type == rapidjson::kArrayType ? SIZE_MAX : model_.level().size();
+        Value& at = model_.current();
+        const std::size_t used = at.IsArray() ? SIZE_MAX : model_.level().size();
         bool refused = false;
         for (std::size_t n = choices_.below(7); n > 0; --n) {
             const int code = typeCode();
             refused = refused || (code > 6 && types.size() < used);
             types.push_back(static_cast<rapidjson::Type>(code));
-            values.push_back(ofType(code > 6 ? 0 : code));
         }
         expectRefusal(refused, [&] { reader_.setValueTypes(types); });
         if (refused) {
             return;
         }
-        while (at.type == rapidjson::kArrayType && at.children.size() < types.size()) {
-            at.children.emplace_back();
+        while (at.IsArray() && at.Size() < types.size()) {
+            at.PushBack(Value(), model_.pool());
         }
-        model_.replace(values, [](const Tree&) { return true; });
+        plainSetTypes(model_.level(), codesOf(types));
     }
 
     void setNumberTypes() {
         std::vector<LevelReader::NumberType> types;
-        std::vector<Tree> values;
+        std::vector<Value> values;
         for (std::size_t n = choices_.below(7); n > 0; --n) {
             const std::uint8_t code = choices_.below(8) == 7
                                           ? choices_.byte()
                                           : static_cast<std::uint8_t>(choices_.below(3));
             types.push_back(static_cast<LevelReader::NumberType>(code));
-            values.push_back(code == 1   ? ofNumber(std::numeric_limits<std::uint64_t>::max())
-                             : code == 2 ? ofNumber(-std::numeric_limits<std::int64_t>::max())
-                                         : ofNumber(0.0));
+            values.push_back(code == 1   ? Value(std::numeric_limits<std::uint64_t>::max())
+                             : code == 2 ? Value(-std::numeric_limits<std::int64_t>::max())
+                                         : Value(0.0));
         }
         reader_.setNumberTypes(types);
         model_.replace(values, isNumber);
@@ -182,24 +186,21 @@ private:
     void set(void (LevelReader::*operation)(const std::vector<T>&), const Make& make,
              const Matches& matches) {
         std::vector<T> values;
-        std::vector<Tree> trees;
+        std::vector<Value> plain;
         for (std::size_t n = choices_.below(6); n > 0; --n) {
-            trees.push_back(make(values));
+            plain.push_back(make(values));
         }
         (reader_.*operation)(values);
-        model_.replace(trees, matches);
+        model_.replace(plain, matches);
     }
 
     template <class T>
     void setNumbers(void (LevelReader::*operation)(const std::vector<T>&), T (Choices::*draw)(),
-                    int wanted) {
+                    std::uint8_t wanted) {
         set(
             operation,
-            [&](std::vector<T>& values) {
-                values.push_back((choices_.*draw)());
-                return ofNumber(values.back());
-            },
-            [&](const Tree& entry) { return isNumber(entry) && classOf(entry.number) == wanted; });
+            [&](std::vector<T>& values) { return Value(values.emplace_back((choices_.*draw)())); },
+            [&](Value& entry) { return plainGetData({&entry}).numberTypes == Codes{wanted}; });
     }
 
     void setDoubles() { setNumbers(&LevelReader::setDoubles, &Choices::real, 0); }
@@ -212,9 +213,9 @@ private:
             [&](std::vector<std::u16string>& values) {
                 const std::string text = choices_.shortText();
                 values.push_back(u16(text));
-                return ofText(text);
+                return Value(text.data(), text.size(), model_.pool());
             },
-            isString);
+            [](const Value& entry) { return entry.IsString(); });
     }
 
     // --- Comparing ------------------------------------------------------------------------------
@@ -222,60 +223,26 @@ private:
     void compareTexts() {
         WriteOptions options;
         options.allowNaNInf = true;
-        check(reader_.writeString(options) == textOf(model_.current(), options), "text");
-        check(reader_.getCurrentType() == model_.current().type, "getCurrentType");
-    }
-
-    /// The numbers of one class, as bits.
-    std::vector<std::uint64_t> numbers(int wanted) {
-        std::vector<std::uint64_t> bits;
-        for (const Tree* entry : model_.level()) {
-            if (isNumber(*entry) && classOf(entry->number) == wanted) {
-                bits.push_back(std::visit(
-                    [&](auto number) {
-                        return wanted == 0
-                                   ? std::bit_cast<std::uint64_t>(static_cast<double>(number))
-                                   : static_cast<std::uint64_t>(number);
-                    },
-                    entry->number));
-            }
-        }
-        return bits;
-    }
-
-    template <class T>
-    static std::vector<std::uint64_t> bitsOf(const std::vector<T>& values) {
-        std::vector<std::uint64_t> bits;
-        bits.reserve(values.size());
-        for (const T value : values) {
-            bits.push_back(std::bit_cast<std::uint64_t>(value));
-        }
-        return bits;
+        check(u8(reader_.writeString(options)) == textOf(model_.current()), "text");
+        check(reader_.getCurrentType() == model_.current().GetType(), "getCurrentType");
     }
 
     void compareLists() {
-        std::vector<std::u16string> strings;
+        const Record record = plainGetData(model_.level());
+        check(codesOf(reader_.listValueTypes()) == record.types, "listValueTypes");
+        check(codesOf(reader_.listNumberTypes()) == record.numberTypes, "listNumberTypes");
+        const std::vector<std::u16string> strings = reader_.listStrings();
+        check(Texts(strings.begin(), strings.end()) == record.strings, "listStrings");
+        check(sameBits(reader_.listDoubles(), record.doubles), "listDoubles");
+        check(reader_.listUint64s() == record.uint64s, "listUint64s");
+        check(reader_.listInt64s() == record.int64s, "listInt64s");
         std::vector<std::u16string> keys;
-        std::vector<rapidjson::Type> types;
-        std::vector<LevelReader::NumberType> numberTypes;
-        for (const Tree* entry : model_.level()) {
-            types.push_back(entry->type);
-            if (isString(*entry)) {
-                strings.push_back(u16(entry->text));
-            } else if (isNumber(*entry)) {
-                numberTypes.push_back(static_cast<LevelReader::NumberType>(classOf(entry->number)));
+        if (model_.current().IsObject()) {
+            for (const auto& member : childrenOf(model_.current())) {
+                keys.push_back(u16(member.first));
             }
         }
-        for (const std::string& key : model_.current().keys) {
-            keys.push_back(u16(key));
-        }
-        check(reader_.listValueTypes() == types, "listValueTypes");
-        check(reader_.listNumberTypes() == numberTypes, "listNumberTypes");
-        check(reader_.listStrings() == strings, "listStrings");
         check(reader_.listKeyNames() == keys, "listKeyNames");
-        check(bitsOf(reader_.listDoubles()) == numbers(0), "listDoubles");
-        check(bitsOf(reader_.listUint64s()) == numbers(1), "listUint64s");
-        check(bitsOf(reader_.listInt64s()) == numbers(2), "listInt64s");
     }
 
     Choices& choices_;

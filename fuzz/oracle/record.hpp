@@ -107,11 +107,14 @@ inline Record fromHost(const tree::NodeVectorData& data) {
             0};
 }
 
+inline bool sameBits(const std::vector<double>& a, const std::vector<double>& b) {
+    return a.size() == b.size() &&
+           (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
+}
+
 inline bool sameRecord(const Record& a, const Record& b) {
     return a.types == b.types && a.numberTypes == b.numberTypes && a.strings == b.strings &&
-           a.uint64s == b.uint64s && a.int64s == b.int64s && a.doubles.size() == b.doubles.size() &&
-           (a.doubles.empty() || std::memcmp(a.doubles.data(), b.doubles.data(),
-                                             a.doubles.size() * sizeof(double)) == 0);
+           a.uint64s == b.uint64s && a.int64s == b.int64s && sameBits(a.doubles, b.doubles);
 }
 
 /// `get_data`, node after node, by RapidJSON's own tests.
