@@ -49,29 +49,22 @@ TEST(ChunkedReading, OfRandomTextsAndTheirFaultyNeighbours) {
 }
 
 TEST(ChunkedReading, WherePlacesToBeginAreMisleading) {
-    const auto repeated = [](const std::string& text, std::size_t count) {
-        std::string all;
-        for (std::size_t n = 0; n < count; ++n) {
-            all += text;
-        }
-        return all;
-    };
-    const std::string numbers = repeated("1,2,", 200) + "3";
-    const std::string records = repeated(R"({"a":[1,{"b":2}]},)", 100) + "{}";
+    const std::string numbers = test::repeat("1,2,", 200) + "3";
+    const std::string records = test::repeat(R"({"a":[1,{"b":2}]},)", 100) + "{}";
     // NOLINTBEGIN(performance-inefficient-string-concatenation)
     for (const std::string& text : {
              numbers, '[' + numbers + ']', '[' + numbers + "],4", '[' + numbers + ",]",
              "[\"" + numbers + "\"]", R"({"list":[)" + records + R"(],"more":[)" + records + "]}",
              R"([{"list":[)" + records + R"(]},[)" + numbers + R"(],"x"])",
-             R"(["{\"a\":1},)" + repeated(R"({\"a\":1},)", 100) + "\"]",
-             '[' + repeated(R"("a","b",)", 100) + R"("c"])",
-             '[' + repeated(R"({"a":"b","c":"d"},)", 100) + "1]",
+             R"(["{\"a\":1},)" + test::repeat(R"({\"a\":1},)", 100) + "\"]",
+             '[' + test::repeat(R"("a","b",)", 100) + R"("c"])",
+             '[' + test::repeat(R"({"a":"b","c":"d"},)", 100) + "1]",
              "[/*" + records + "*/" + records + ",NaN,]",
-             "[1" + repeated(" // 1,2,[3,4]\n,2", 100) + ']',
+             "[1" + test::repeat(" // 1,2,[3,4]\n,2", 100) + ']',
              // A place behind a comma, in an object, that seems to be followed by elements.
-             '[' + repeated("{\"b\":6,\"a\": // ,\n 5,\"c\":7},", 100) + "1]",
-             repeated("[1,", 200) + "2" + repeated("]", 200),
-             repeated("[[1],", 200) + "2" + repeated("]", 200), repeated("[", 2000),
+             '[' + test::repeat("{\"b\":6,\"a\": // ,\n 5,\"c\":7},", 100) + "1]",
+             test::repeat("[1,", 200) + "2" + test::repeat("]", 200),
+             test::repeat("[[1],", 200) + "2" + test::repeat("]", 200), test::repeat("[", 2000),
              std::string("[1111111111111,\xEF\xBB\xBF") + "2,3]", // a mark at the start only
          }) {
         expectTheSame(text);

@@ -68,16 +68,9 @@ void readEverything() {
 
 /// Finds what lies deepest, by name and by selector.
 void findTheDeepest(const std::string& open, const std::string& step, const std::string& close) {
-    const auto repeated = [](const std::string& text) {
-        std::string all;
-        for (std::size_t i = 0; i < levels; ++i) {
-            all += text;
-        }
-        return all;
-    };
-    const std::string text = repeated(open) + "{\"b\":1}" + repeated(close);
-    const std::string selector = repeated(step) + "/b";
-    EXPECT_ANY_THROW(test::parse(repeated(open)));
+    const std::string text = test::repeat(open, levels) + "{\"b\":1}" + test::repeat(close, levels);
+    const std::string selector = test::repeat(step, levels) + "/b";
+    EXPECT_ANY_THROW(test::parse(test::repeat(open, levels)));
     const auto dom = test::tree::make_dom_ptr();
     *dom = test::parse(text);
     const NodeVector root(dom, {&dom->document});

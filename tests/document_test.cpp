@@ -93,24 +93,6 @@ TEST(Writing, FormsOfTheText) {
     }
 }
 
-TEST(Writing, EscapesWhatJsonDemandsAndNothingElse) {
-    std::string all;
-    for (char c = 1; c < 0x7f; ++c) {
-        all += c;
-    }
-    all += '\0';
-    all += "\x7f/\u00e9\U0001F600";
-    tree::DOM dom;
-    dom.document.SetString(all.data(), all.size(), dom.document.GetAllocator());
-    const std::string text = textOf(dom);
-    EXPECT_THAT(text,
-                StartsWith(R"("\u0001\u0002\u0003\u0004\u0005\u0006\u0007\b\t\n\u000B\f\r\u000E)"));
-    EXPECT_THAT(text, HasSubstr(R"(\u001A\u001B\u001C\u001D\u001E\u001F !\"#)"));
-    EXPECT_THAT(text, HasSubstr(R"([\\])"));
-    EXPECT_THAT(text, HasSubstr("\\u0000\x7f/\u00e9\U0001F600\""));
-    EXPECT_EQ(std::string(parse(text).document.GetString(), all.size()), all);
-}
-
 TEST(Writing, NonFiniteNumbersAreNullOrWords) {
     const tree::DOM dom = parse("[NaN,-NaN,Infinity,-Infinity]", {.allowNaNInf = true});
     EXPECT_EQ(textOf(dom, {.allowNaNInf = true}), "[NaN,NaN,Infinity,-Infinity]");
@@ -198,15 +180,17 @@ TEST(Integers, HaveAllTheirDigits) {
     }
 }
 
-/// Blocks of 16 bytes, what is left of one, and strings held in 24 bytes: every place and length.
+/// Every byte, at every place of strings of every length: in blocks of 16 bytes, in what is left of
+/// one, and in strings held in 24 bytes.
 TEST(Strings, AreEscapedWhereverTheEscapeStands) {
     tree::DOM dom;
     dom.document.SetArray();
+    unsigned bytes = 0;
     for (std::size_t length = 0; length < 70; ++length) {
         for (std::size_t first = 0; first <= length; ++first) {
             std::string text(length, 'x');
             for (std::size_t at = first; at < length; at += 1 + first % 19) {
-                text[at] = "\n\"\\\x1f !#\x7f\x80\xff"[(length + at) % 9];
+                text[at] = at % 2 == 0 ? static_cast<char>(bytes++) : "\n\"\\\x1f"[bytes % 4];
             }
             rapidjson::Value value;
             value.SetString(text.data(), text.size(), dom.document.GetAllocator());

@@ -1,12 +1,11 @@
-// Text conversion against slow, obvious converters that look at one character at a time.
+/// Text conversion in pieces, against ICU's of whole texts.
 
 #include "platform/text_conversion.hpp"
 #include "text_conversion/pieces.hpp"
 
 #include <gtest/gtest.h>
+#include <unicode/ustring.h>
 
-#include <array>
-#include <cstdint>
 #include <random>
 #include <string>
 #include <vector>
@@ -17,78 +16,28 @@ using namespace std::string_literals;
 using fl::i18n::ustring_to_utf8;
 using fl::i18n::utf8_to_ustring;
 
-void appendUtf16(std::u16string& to, std::uint32_t character) {
-    if (character >= 0x10000) {
-        to += static_cast<char16_t>(0xD7C0 + (character >> 10));
-        character = 0xDC00 + (character & 0x3FF);
-    }
-    to += static_cast<char16_t>(character);
-}
+constexpr UChar32 replacement = 0xFFFD;
 
-/// By the Unicode standard's table of well-formed sequences; the longest start of one that goes
-/// wrong is one U+FFFD, and so is any other byte.
-std::u16string slowlyToUtf16(const std::string& text) {
-    struct Form {
-        std::uint32_t firstLow, firstHigh, secondLow, secondHigh;
-        std::size_t length;
-    };
-    constexpr std::array<Form, 9> forms{{{0x00, 0x7F, 0, 0, 1},
-                                         {0xC2, 0xDF, 0x80, 0xBF, 2},
-                                         {0xE0, 0xE0, 0xA0, 0xBF, 3},
-                                         {0xE1, 0xEC, 0x80, 0xBF, 3},
-                                         {0xED, 0xED, 0x80, 0x9F, 3},
-                                         {0xEE, 0xEF, 0x80, 0xBF, 3},
-                                         {0xF0, 0xF0, 0x90, 0xBF, 4},
-                                         {0xF1, 0xF3, 0x80, 0xBF, 4},
-                                         {0xF4, 0xF4, 0x80, 0x8F, 4}}};
-    const auto byteAt = [&](std::size_t i) -> std::uint32_t {
-        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
-    };
-    std::u16string result;
-    for (std::size_t i = 0; i < text.size();) {
-        std::size_t taken = 1;
-        std::uint32_t character = 0xFFFD;
-        for (const Form& form : forms) {
-            if (byteAt(i) < form.firstLow || byteAt(i) > form.firstHigh) {
-                continue;
-            }
-            std::uint32_t bits = form.length == 1 ? byteAt(i) : byteAt(i) & (0x7FU >> form.length);
-            for (; taken < form.length; ++taken) {
-                const std::uint32_t low = taken == 1 ? form.secondLow : 0x80;
-                const std::uint32_t high = taken == 1 ? form.secondHigh : 0xBF;
-                if (byteAt(i + taken) < low || byteAt(i + taken) > high) {
-                    break;
-                }
-                bits = bits << 6 | (byteAt(i + taken) & 0x3F);
-            }
-            character = taken == form.length ? bits : 0xFFFD;
-        }
-        appendUtf16(result, character);
-        i += taken;
-    }
+std::u16string byIcu(const std::string& text) {
+    std::u16string result(text.size(), u'\0');
+    std::int32_t size = 0;
+    UErrorCode error = U_ZERO_ERROR;
+    u_strFromUTF8WithSub(result.data(), static_cast<std::int32_t>(result.size()), &size,
+                         text.data(), static_cast<std::int32_t>(text.size()), replacement, nullptr,
+                         &error);
+    EXPECT_TRUE(U_SUCCESS(error));
+    result.resize(static_cast<std::size_t>(size));
     return result;
 }
 
-std::string slowlyToUtf8(const std::u16string& text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        std::uint32_t character = text[i];
-        if (character >= 0xD800 && character < 0xE000) {
-            const std::uint32_t next = i + 1 < text.size() ? text[i + 1] : 0U;
-            const bool pair = character < 0xDC00 && next >= 0xDC00 && next < 0xE000;
-            character = pair ? 0x10000 + ((character - 0xD800) << 10) + (next - 0xDC00) : 0xFFFD;
-            i += pair ? 1 : 0;
-        }
-        if (character < 0x80) {
-            result += static_cast<char>(character);
-            continue;
-        }
-        const unsigned more = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
-        result += static_cast<char>((0xFF00U >> (more + 1) & 0xFFU) | character >> (6 * more));
-        for (unsigned left = more; left-- > 0;) {
-            result += static_cast<char>(0x80 | (character >> (6 * left) & 0x3F));
-        }
-    }
+std::string byIcu(const std::u16string& text) {
+    std::string result(3 * text.size(), '\0');
+    std::int32_t size = 0;
+    UErrorCode error = U_ZERO_ERROR;
+    u_strToUTF8WithSub(result.data(), static_cast<std::int32_t>(result.size()), &size, text.data(),
+                       static_cast<std::int32_t>(text.size()), replacement, nullptr, &error);
+    EXPECT_TRUE(U_SUCCESS(error));
+    result.resize(static_cast<std::size_t>(size));
     return result;
 }
 
@@ -105,14 +54,14 @@ const std::vector<std::u16string> utf16Fragments{
     u"\xD800", u"\xDBFF", u"\xDC00", u"\xDFFF", u"\xDC00\xD800"};
 
 void expectRight(const std::string& text, std::size_t piece) {
-    const std::u16string right = slowlyToUtf16(text);
+    const std::u16string right = byIcu(text);
     EXPECT_EQ(fl::i18n::detail::toUtf16(text.data(), text.size(), piece), right);
     EXPECT_EQ(utf8_to_ustring(text), right);
     EXPECT_EQ(utf8_to_ustring(text.data(), text.size()), right);
 }
 
 void expectRight(const std::u16string& text, std::size_t piece) {
-    const std::string right = slowlyToUtf8(text);
+    const std::string right = byIcu(text);
     EXPECT_EQ(fl::i18n::detail::toUtf8(text.data(), text.size(), piece), right);
     EXPECT_EQ(ustring_to_utf8(text), right);
 }
@@ -153,7 +102,7 @@ TEST(HostText, PiecesMeetWithoutSeams) {
     expectRightAtSeams(utf16Fragments);
 }
 
-TEST(HostText, RandomTextsAgreeWithSlowConversion) {
+TEST(HostText, RandomTextsAgreeWithIcu) {
     expectRightOnRandomTexts(utf8Fragments);
     expectRightOnRandomTexts(utf16Fragments);
 }
@@ -164,7 +113,7 @@ TEST(HostText, LongWellFormedTextIsAllocatedOnce) {
         text += "plain é 漢 😀";
     }
     const std::u16string utf16 = utf8_to_ustring(text);
-    EXPECT_EQ(utf16, slowlyToUtf16(text));
+    EXPECT_EQ(utf16, byIcu(text));
     EXPECT_EQ(utf16.capacity(), utf16.size());
     const std::string back = ustring_to_utf8(utf16);
     EXPECT_EQ(back, text);

@@ -1,5 +1,6 @@
 #include "platform/json_core.hpp"
 #include "support/failure.hpp"
+#include "support/text.hpp"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +20,7 @@ namespace {
 using namespace ostra::io::json::core;
 using namespace std::string_literals;
 using rapidjson::Value;
+using test::repeat;
 
 /// `features`: any of c (comments), t (trailing commas), n (NaN and Infinity).
 rapidjson::Document parse(const std::string& text, const std::string& features = "",
@@ -36,14 +38,6 @@ std::string refusal(const std::string& text, const std::string& features = "",
         return error.what();
     }
     return "";
-}
-
-std::string repeat(const std::string& text, std::size_t count) {
-    std::string result;
-    for (std::size_t i = 0; i < count; ++i) {
-        result += text;
-    }
-    return result;
 }
 
 TEST(JsonCoreErrors, NamePositionAndReason) {

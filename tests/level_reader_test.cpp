@@ -20,9 +20,6 @@ using Types = std::vector<rapidjson::Type>;
 using InvalidPointer =
     foundation::core::except::Exception<OSTRA::io::json::common::InvalidJSONPointer, std::exception,
                                         void>;
-using Classes = std::vector<LevelReader::NumberType>;
-
-constexpr std::uint64_t lossy = 9007199254740993; // 2^53 + 1
 
 rapidjson::Type type(int code) {
     return static_cast<rapidjson::Type>(code);
@@ -144,17 +141,6 @@ TEST(CurrentType, BecomesAnEmptyValueInItsPlace) {
     }
 }
 
-TEST(Lists, TakeEveryNumberInExactlyOneClass) {
-    const LevelReader mixed =
-        reader(R"([1, "a", 2.5, 9007199254740993, -9007199254740993, true, null, [3], {"x": 4}])");
-    EXPECT_THAT(mixed.listDoubles(), ElementsAre(1.0, 2.5));
-    EXPECT_THAT(mixed.listUint64s(), ElementsAre(lossy));
-    EXPECT_THAT(mixed.listInt64s(), ElementsAre(-static_cast<long>(lossy)));
-    EXPECT_THAT(mixed.listNumberTypes(), ElementsAre(LevelReader::Double, LevelReader::Double,
-                                                     LevelReader::Uint64, LevelReader::Int64));
-    EXPECT_EQ(mixed.listValueTypes(), types({6, 5, 6, 6, 6, 2, 0, 4, 3}));
-}
-
 TEST(Lists, SeeMembersElementsOrTheValueItself) {
     const struct {
         std::string level;
@@ -247,20 +233,6 @@ TEST(Sets, ReplaceMatchingEntriesAndALevelOfOne) {
         at.cdup();
         EXPECT_EQ(textOf(at), "[0," + after + ",0]");
     }
-}
-
-TEST(Sets, PlaceholdersAreFoundByTheirClass) {
-    LevelReader at = reader("[1, 2, 3, 4]");
-    const Classes classes = {LevelReader::Uint64, LevelReader::Double, LevelReader::Int64,
-                             LevelReader::Uint64};
-    at.setNumberTypes(classes);
-    EXPECT_EQ(at.listNumberTypes(), classes);
-    at.setInt64s({-9007199254740993});
-    at.setDoubles({0.5});
-    at.setUint64s({lossy, 18446744073709551615U});
-    EXPECT_EQ(textOf(at), "[9007199254740993,0.5,-9007199254740993,18446744073709551615]");
-    at.setUint64s({5}); // now of class Double
-    EXPECT_THAT(at.listUint64s(), ElementsAre(18446744073709551615U));
 }
 
 TEST(Sets, GrowAnArrayOneByOneInLinearMemory) {

@@ -86,21 +86,14 @@ TEST(ReadColumns, OfMembers) {
 }
 
 TEST(ReadColumns, WherePlacesToBeginAreMisleading) {
-    const auto repeated = [](const std::string& text, std::size_t count) {
-        std::string all;
-        for (std::size_t n = 0; n < count; ++n) {
-            all += text;
-        }
-        return all;
-    };
-    const std::string numbers = repeated("1,2,", 300) + "3";
+    const std::string numbers = test::repeat("1,2,", 300) + "3";
     for (const std::string& text : std::vector<std::string>{
              '[' + numbers + ']', '[' + numbers + "],4", "[\"" + numbers + "\"]",
-             '[' + repeated("[" + numbers + "],", 5) + "{}]",
-             R"([{"a":[)" + repeated(R"({"a":[1,{"b":2}]},)", 100) + R"(0],"b":[]},[)" + numbers +
-                 "]]",
-             '[' + repeated(R"({"a":"},{\"a\":1},{","b":["c"]},)", 100) + "1]",
-             repeated("[1,", 300) + "2" + repeated("]", 300)}) {
+             '[' + test::repeat("[" + numbers + "],", 5) + "{}]",
+             R"([{"a":[)" + test::repeat(R"({"a":[1,{"b":2}]},)", 100) + R"(0],"b":[]},[)" +
+                 numbers + "]]",
+             '[' + test::repeat(R"({"a":"},{\"a\":1},{","b":["c"]},)", 100) + "1]",
+             test::repeat("[1,", 300) + "2" + test::repeat("]", 300)}) {
         expectTheSame(text);
         expectTheSame(text + ']');
     }

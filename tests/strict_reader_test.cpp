@@ -13,6 +13,7 @@ namespace {
 
 using fuzz::identical;
 using fuzz::Outcome;
+using test::repeat;
 
 std::string shortened(const std::string& text) {
     return text.size() < 200 ? text : text.substr(0, 200) + "... " + std::to_string(text.size());
@@ -31,14 +32,6 @@ void expectTheSame(const std::string& text) {
     ASSERT_EQ(read, isContainer) << shortened(text);
     ASSERT_TRUE(!read || identical(document, *plain.document)) << shortened(text);
     ASSERT_TRUE(fuzz::readInChunks(exactly, {}, text.size() + 1) == plain) << shortened(text);
-}
-
-std::string repeat(const std::string& text, std::size_t count) {
-    std::string result;
-    for (std::size_t i = 0; i < count; ++i) {
-        result += text;
-    }
-    return result;
 }
 
 std::string randomText(std::uint64_t sequence) {

@@ -9,6 +9,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace fuzz {
@@ -36,8 +37,8 @@ inline std::u16string u16(const std::string& utf8) {
     return fl::i18n::utf8_to_ustring(utf8);
 }
 
-inline std::string u8(const std::u16string& text) {
-    return fl::i18n::ustring_to_utf8(text);
+inline std::string u8(std::u16string_view text) {
+    return fl::i18n::ustring_to_utf8(std::u16string(text));
 }
 
 inline std::vector<char> toBytes(const std::string& text) {

@@ -2,7 +2,7 @@
 
 /// UTF-8 literals in, UTF-8 text out: what most tests want of the library's UTF-16 interface.
 
-#include "platform/text_conversion.hpp"
+#include "fuzz/oracle/agreement.hpp"
 
 #include <ostra/io/json/tree/level_reader.hpp>
 
@@ -11,15 +11,17 @@
 namespace test {
 
 namespace tree = ostra::io::json::tree;
-using ReadOptions = ostra::io::json::core::ReadJSONDocumentOptions;
-using WriteOptions = ostra::io::json::write::struct_::WriteStructOptions;
+using fuzz::ReadOptions;
+using fuzz::u16;
+using fuzz::u8;
+using fuzz::WriteOptions;
 
-inline std::u16string u16(const std::string& utf8) {
-    return fl::i18n::utf8_to_ustring(utf8);
-}
-
-inline std::string u8(std::u16string_view text) {
-    return fl::i18n::ustring_to_utf8(std::u16string(text));
+inline std::string repeat(const std::string& text, std::size_t count) {
+    std::string all;
+    for (std::size_t n = 0; n < count; ++n) {
+        all += text;
+    }
+    return all;
 }
 
 inline tree::DOM parse(const std::string& text, const ReadOptions& options = {}) {
