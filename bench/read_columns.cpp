@@ -180,9 +180,11 @@ Columns withRapidJson(const std::string& path) {
         return c;
     }
     rapidjson::InsituStringStream stream(text.data());
-    rapidjson::Document document;
+    rapidjson::Document::AllocatorType pool;
+    rapidjson::CrtAllocator stack;
     for (;;) {
-        document.GetAllocator().Clear();
+        pool.Clear();
+        rapidjson::Document document(&pool, 1024, &stack);
         document.ParseStream<flags | rapidjson::kParseStopWhenDoneFlag>(stream);
         if (document.HasParseError()) {
             return c; // behind the last line

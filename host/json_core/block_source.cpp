@@ -22,13 +22,13 @@ constexpr std::size_t smallestRest = std::size_t{64} << 10U;
 } // namespace
 
 BlockSource::BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t textSize,
-                         Takers takers)
-    : pool_(pool), takers_(takers),
+                         Threads threads)
+    : pool_(pool), threads_(threads),
       nextSize_(std::min(valuesPerText * textSize + smallestBlock, largestBlock)) {}
 
 std::unique_lock<std::mutex> BlockSource::lock() {
-    return takers_ == Takers::one ? std::unique_lock(mutex_, std::defer_lock)
-                                  : std::unique_lock(mutex_);
+    return threads_ == Threads::one ? std::unique_lock(mutex_, std::defer_lock)
+                                    : std::unique_lock(mutex_);
 }
 
 std::span<char> BlockSource::take(std::size_t size) {

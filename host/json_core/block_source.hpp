@@ -20,16 +20,16 @@ inline constexpr std::size_t valuesPerText = 3;
 /// 16 MiB. Large ones lie on huge pages: page faults were two thirds of the cost of building values
 /// before. What a taker leaves unused serves the next. The memory is released with the document.
 ///
-/// All operations are thread-safe if the source was made for several takers.
+/// All operations are thread-safe if the source was made for several threads.
 class __attribute__((visibility("hidden"))) BlockSource {
 public:
-    enum class Takers : bool { one, several };
+    enum class Threads : bool { one, several };
 
     /// @param pool      the document's pool; must outlive the source, and be left alone meanwhile.
     /// @param textSize  bytes of JSON text to come, a measure of the storage needed.
-    /// @param takers    whether several threads take blocks; locking for a single one would be an
+    /// @param threads   whether several threads take blocks; locking for a single one would be an
     ///                  eighth of the time for `[1]`.
-    BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t textSize, Takers takers);
+    BlockSource(rapidjson::Document::AllocatorType& pool, std::size_t textSize, Threads threads);
 
     /// @return a block of at least `size` bytes, with any content, aligned for values.
     /// @throws std::bad_alloc  if memory is exhausted.
@@ -49,7 +49,7 @@ private:
     std::unique_lock<std::mutex> lock();
 
     rapidjson::Document::AllocatorType& pool_;
-    const Takers takers_;
+    const Threads threads_;
     std::mutex mutex_;
     std::size_t nextSize_;
     Spare* spare_ = nullptr;

@@ -94,7 +94,7 @@ class ChunkedReading {
 public:
     ChunkedReading(const Kind& kind, std::string_view text, std::size_t chunkSize,
                    rapidjson::Document::AllocatorType& pool)
-        : kind_(kind), text_(text), blocks_(pool, text.size(), BlockSource::Takers::several),
+        : kind_(kind), text_(text), blocks_(pool, text.size(), BlockSource::Threads::several),
           values_(blocks_), reader_(kind.reader(text, values_)) {
         for (const std::size_t beginning : chunkBeginnings(text, chunkSize)) {
             chunks_.emplace_back(beginning);
@@ -236,7 +236,7 @@ private:
 };
 
 bool readInOneGo(std::string_view text, BigIntegerRule bigIntegers, rapidjson::Document& document) {
-    BlockSource blocks(document.GetAllocator(), text.size(), BlockSource::Takers::one);
+    BlockSource blocks(document.GetAllocator(), text.size(), BlockSource::Threads::one);
     ValueBuilder values(blocks);
     StrictReader reader(text, values, bigIntegers);
     // ASCII, which most texts are, need not be validated.

@@ -36,7 +36,7 @@ bool isValue(std::string_view text, const ReadJSONDocumentOptions& options,
              std::string* decoded = nullptr) {
     const std::u16string noName;
     rapidjson::Document::AllocatorType pool;
-    BlockSource blocks(pool, text.size(), BlockSource::Takers::one);
+    BlockSource blocks(pool, text.size(), BlockSource::Threads::one);
     ValueBuilder values(blocks);
     TextReader reader(noName, text, options, values);
     try {

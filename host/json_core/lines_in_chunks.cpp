@@ -28,7 +28,7 @@ rapidjson::Document readLinesInChunks(const std::u16string& sourceName, std::str
                                       const ReadJSONDocumentOptions& options, std::size_t chunkSize,
                                       BigIntegerRule bigIntegers) {
     rapidjson::Document document;
-    BlockSource blocks(document.GetAllocator(), text.size(), BlockSource::Takers::several);
+    BlockSource blocks(document.GetAllocator(), text.size(), BlockSource::Threads::several);
     std::deque<Chunk> chunks;
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t lineEnd = text.find('\n', std::min(begin + chunkSize, text.size()) - 1);

@@ -27,7 +27,7 @@ const std::u16string noName;
 /// so the pool begins with a buffer that serves one call after the other.
 struct ValueMemory {
     ValueMemory(char* buffer, std::size_t size, std::size_t textSize)
-        : pool(buffer, size), blocks(pool, textSize, BlockSource::Takers::one), values(blocks),
+        : pool(buffer, size), blocks(pool, textSize, BlockSource::Threads::one), values(blocks),
           kept(blocks) {}
 
     rapidjson::Document::AllocatorType pool;

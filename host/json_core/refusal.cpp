@@ -29,7 +29,7 @@ std::optional<Refusal> refusalIn(std::string_view context, const Window& rest,
     const std::u16string noName;
     const std::string text = std::string(context) + std::string(rest.bytes);
     rapidjson::Document::AllocatorType pool;
-    BlockSource blocks(pool, rest.bytes.size(), BlockSource::Takers::one);
+    BlockSource blocks(pool, rest.bytes.size(), BlockSource::Threads::one);
     ValueBuilder values(blocks);
     TextReader reader(noName, text, options, values);
     try {

@@ -171,9 +171,9 @@ NodeVectorData NodeVector::get_data() const {
 }
 
 void NodeVector::set_data(const NodeVectorData& data) {
-    const bool distinct = areDistinct(nodes);
-    requireFitting(data, nodes, distinct);
     const std::span<const std::uint8_t> codes = usedTypeCodes(data.types, nodes.size());
+    const bool distinct = areDistinct(nodes);
+    requireFitting(data, codes, nodes, distinct);
     ValueSource source(data);
     const auto fill = [&](rapidjson::Value& node) {
         if (node.IsString()) {

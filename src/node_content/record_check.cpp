@@ -1,6 +1,5 @@
 #include "node_content/record_check.hpp"
 
-#include "node_content/type_codes.hpp"
 #include "nodes/address_set.hpp"
 #include "nodes/visit_nodes.hpp"
 
@@ -135,8 +134,9 @@ std::optional<Shortage> findShortage(const NodeVectorData& data, const Needs& ne
 
 } // namespace
 
-void requireFitting(const NodeVectorData& data, Nodes nodes, bool distinct) {
-    const FinalTypes types(nodes, usedTypeCodes(data.types, nodes.size()), distinct);
+void requireFitting(const NodeVectorData& data, std::span<const std::uint8_t> codes, Nodes nodes,
+                    bool distinct) {
+    const FinalTypes types(nodes, codes, distinct);
     std::optional<Shortage> shortage = findShortage(data, types.needs());
     if (shortage && data.strings != nullptr) {
         // Only the nodes up to the first missing string need anything: the others are not reached.
