@@ -27,9 +27,9 @@ Nodes Nodes::root(std::shared_ptr<Document> document) {
 Nodes Nodes::derive(tree::NodeVector derived, std::uint64_t generation) const {
     const unsigned depth = lineage == nullptr ? 0 : lineage->depth + 1;
     const bool tooDeep = depth > Lineage::depthLimit;
-    return {
-        document, std::move(derived),
-        std::make_shared<Lineage>(generation, tooDeep ? nullptr : lineage, tooDeep ? 0 : depth)};
+    // clang 14 initialises no aggregates by parentheses.
+    Lineage next = {generation, tooDeep ? nullptr : lineage, tooDeep ? 0 : depth};
+    return {document, std::move(derived), std::make_shared<Lineage>(std::move(next))};
 }
 
 namespace {
