@@ -282,13 +282,13 @@ TEST(JsonCoreMemory, ExhaustionIsAnExceptionAtEveryStage) {
 
 TEST(JsonCoreSelectors, RefusalsQuoteTheSelector) {
     const std::pair<std::string, std::string> cases[] = {
-        {"a", "no JSON Pointer: \"a\": expected '/', or nothing at all (byte 0)"},
-        {"/a~2\n", "no JSON Pointer: \"/a~2\\u000A\": expected 0 or 1 after '~' (byte 3)"},
-        {"/~", "no JSON Pointer: \"/~\": expected 0 or 1 after '~' (byte 2)"},
-        {"#/%4", "no JSON Pointer: \"#/%4\": malformed percent-encoding (byte 2)"},
-        {"#/%C3", "no JSON Pointer: \"#/%C3\": malformed percent-encoding (byte 2)"},
-        {"#/a b",
-         "no JSON Pointer: \"#/a b\": this character must be percent-encoded after '#' (byte 3)"},
+        {"a", "not a JSON Pointer: \"a\": expected '/', or nothing at all (byte 0)"},
+        {"/a~2\n", "not a JSON Pointer: \"/a~2\\u000A\": expected 0 or 1 after '~' (byte 3)"},
+        {"/~", "not a JSON Pointer: \"/~\": expected 0 or 1 after '~' (byte 2)"},
+        {"#/%4", "not a JSON Pointer: \"#/%4\": malformed percent-encoding (byte 2)"},
+        {"#/%C3", "not a JSON Pointer: \"#/%C3\": malformed percent-encoding (byte 2)"},
+        {"#/a b", "not a JSON Pointer: \"#/a b\": this character must be percent-encoded after '#' "
+                  "(byte 3)"},
     };
     for (const auto& [selector, message] : cases) {
         const auto validate = [&text = selector] { validate_selector(text); };

@@ -34,7 +34,7 @@ JSONPointer validate_selector(const std::string& selector) {
 
     JSONPointer pointer(selector.data(), selector.size());
     if (!pointer.IsValid()) {
-        throw std::invalid_argument("no JSON Pointer: \"" + printable(selector) +
+        throw std::invalid_argument("not a JSON Pointer: \"" + printable(selector) +
                                     "\": " + reasonOf(pointer.GetParseErrorCode()) + " (byte " +
                                     std::to_string(pointer.GetParseErrorOffset()) + ')');
     }

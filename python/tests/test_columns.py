@@ -46,7 +46,7 @@ def fits(values):
 
 
 def plain(array):
-    """An array's elements as plain objects, None where nothing is."""
+    """An array's elements as plain objects, None if missing."""
     if isinstance(array, np.ma.MaskedArray):
         return [
             None if m else v

@@ -159,8 +159,8 @@ refuses "no array of records at '/rows/0/x'" columns small.json --records /rows/
 refuses "--lines does not go with .*" columns small.json --lines --output edited.json
 refuses "columns: which --column .*" columns small.json --lines --csv table.csv
 refuses "small.json:1:[0-9]+: unexpected end of line, .*, record 0.*" columns small.json --lines
-refuses '.*no JSON Pointer: "rows".*' columns small.json --records rows
-refuses '.*no JSON Pointer: "x".*' columns small.json --records /rows --column x
+refuses '.*not a JSON Pointer: "rows".*' columns small.json --records rows
+refuses '.*not a JSON Pointer: "x".*' columns small.json --records /rows --column x
 refuses "--set: 'grow:/x=2' is not a .*" columns small.json --records /rows --set grow:/x=2
 refuses "--set scale: takes a number, not 'much'" columns small.json --records /rows --set scale:/x=much
 refuses ".*leaves the range of a double" columns small.json --records /rows --set scale:/x=1e300 \
