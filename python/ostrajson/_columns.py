@@ -8,12 +8,15 @@ from typing import TYPE_CHECKING, Any, Literal, NamedTuple, TypeAlias, cast
 
 import numpy as np
 
+from . import _frames
 from ._errors import ColumnTypeError, JSONDecodeError
 
 if TYPE_CHECKING:
     import numpy.typing as npt
+    import pandas as pd
 
     from ._core import _Column
+    from ._frames import Backend
 
 __all__ = ["Columns", "Field", "FieldsLike", "Ragged", "RawText", "State"]
 
@@ -282,6 +285,25 @@ class Columns(Mapping[str, Any]):
     def __repr__(self) -> str:
         parts = ", ".join(f"{name}: {column.kind}" for name, column in self._columns.items())
         return f"<ostrajson.Columns: {self.rows} rows; {parts}>"
+
+    def to_pandas(self, *, dtype_backend: Backend = "numpy") -> pd.DataFrame:
+        """Return the columns as a pandas DataFrame, numbers over the same memory.
+
+        Args:
+            dtype_backend: As of pandas' own readers. "numpy": NumPy dtypes, pandas' own for texts,
+                and nullable ones (Int64, UInt64, boolean) only for integers and booleans where rows
+                are missing, for no NumPy dtype holds these exactly. "numpy_nullable": nullable ones
+                for all, whether rows are missing or not.
+
+        Returns:
+            A frame with one row a record. Ragged fields and those of k values a row become arrays
+            in an object column, None where the row is missing. Dtypes that were asked for are kept.
+
+        Raises:
+            ColumnTypeError: If a value is out of the range of the dtype that was asked for.
+            ImportError: If pandas is not installed.
+        """
+        return _frames.to_pandas(self, dtype_backend)
 
     @property
     def state(self) -> Mapping[str, State]:
