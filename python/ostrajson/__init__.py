@@ -4,7 +4,7 @@
 give a whole document, `loads` and `dumps` plain Python objects. `describe` shows what a file holds.
 """
 
-from ._columns import Columns, Field, Ragged, RawText
+from ._columns import Column, Columns, Field, Ragged, RawText
 from ._core import Cursor, Document, Nodes, __version__, dumpb, dumps, loads, parse
 from ._describe import describe
 from ._documents import read
@@ -14,6 +14,7 @@ from ._reading import iter_columns, read_columns
 from ._types import Kind, NodeData, NumberClass
 
 __all__ = [
+    "Column",
     "ColumnTypeError",
     "Columns",
     "Cursor",

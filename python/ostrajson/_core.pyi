@@ -4,11 +4,12 @@ from typing import Any, Literal, TypeAlias
 import numpy as np
 import numpy.typing as npt
 
-from ._columns import Columns, FieldsLike, Shape
+from ._columns import Column, Columns
 from ._errors import ColumnTypeError as ColumnTypeError
 from ._errors import JSONDecodeError as JSONDecodeError
 from ._errors import PointerError as PointerError
 from ._errors import StaleNodesError as StaleNodesError
+from ._fields import FieldsLike, Shape
 from ._types import NodeData
 
 __version__: str
@@ -19,6 +20,7 @@ _Missing: TypeAlias = Literal["mask", "raise"]
 _Mismatch: TypeAlias = Literal["raise", "missing"]
 _Mask: TypeAlias = npt.NDArray[np.bool_]
 _Field: TypeAlias = tuple[str, str, str, Shape, str]
+_Part: TypeAlias = tuple[str, _Column, bool, str | None, npt.NDArray[Any] | None]
 _Read: TypeAlias = tuple[list[_Column], _Column | None, int, int, list[JSONDecodeError]]
 
 class Document:
@@ -66,6 +68,16 @@ class Nodes:
     ) -> Any: ...
     def by_name(self, name: str) -> tuple[Nodes, _Mask]: ...
     def children(self) -> Nodes: ...
+    def column(
+        self,
+        dtype: Any = None,
+        shape: Shape = None,
+        *,
+        missing: _Missing = "mask",
+        fill: Any = None,
+        mismatch: _Mismatch = "raise",
+        absent: npt.ArrayLike | None = None,
+    ) -> Column: ...
     def flatten(self, pointer: str = "") -> tuple[Nodes, npt.NDArray[np.int64]]: ...
     def get_data(self) -> NodeData: ...
     def keys(self) -> list[str]: ...
@@ -185,8 +197,17 @@ class _Column:
     def missing(self) -> int: ...
     @property
     def first_missing(self) -> int | None: ...
+    def encode(self) -> tuple[npt.NDArray[np.int32], _Column]: ...
     def fill(self, value: Any) -> None: ...
+    def filled(self, text: str) -> _Column: ...
     def texts(self, missing: Any) -> npt.NDArray[np.object_]: ...
+
+class _Arrow:
+    @staticmethod
+    def make(columns: Sequence[_Part], rows: int | None) -> _Arrow: ...
+    def array(self) -> tuple[object, object]: ...
+    def schema(self) -> object: ...
+    def stream(self) -> object: ...
 
 class _BatchReader:
     def __init__(

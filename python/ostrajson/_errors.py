@@ -72,6 +72,11 @@ class ColumnTypeError(TypeError):
         self.kind = kind
         self.wanted = wanted
 
+    def of_field(self, name: str) -> ColumnTypeError:
+        """Return the same error, naming a field."""
+        message = f"field {name!r}, {self}"
+        return ColumnTypeError(message, name, self.row, self.kind, self.wanted)
+
     def __reduce__(self) -> tuple[type[ColumnTypeError], tuple[object, ...]]:
         return type(self), (str(self), self.field, self.row, self.kind, self.wanted)
 

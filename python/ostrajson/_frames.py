@@ -6,49 +6,111 @@ from typing import TYPE_CHECKING, Any, Literal, TypeAlias
 
 import numpy as np
 
-if TYPE_CHECKING:
-    import pandas as pd
+from . import _arrow
+from ._fields import type_name
+from ._numpy import Ragged, RawText
 
-    from ._columns import Columns
+if TYPE_CHECKING:
+    import awkward as ak
+    import pandas as pd
+    import polars as pl
+    import pyarrow as pa
+
+    from ._columns import Column, Columns
 
 Backend: TypeAlias = Literal["numpy", "numpy_nullable", "pyarrow"]
+
+
+def to_arrow(columns: Columns) -> pa.Table:
+    """See Columns.to_arrow."""
+    import pyarrow as pa
+
+    return pa.table(columns)
+
+
+def to_polars(columns: Columns) -> pl.DataFrame:
+    """See Columns.to_polars."""
+    import polars as pl
+
+    return pl.DataFrame({name: pl.Series(name, columns.column(name)) for name in columns})
+
+
+def write_parquet(columns: Columns, target: Any, options: dict[str, Any]) -> None:
+    """See Columns.write_parquet."""
+    from pyarrow import parquet
+
+    parquet.write_table(to_arrow(columns), target, **options)
 
 
 def to_pandas(columns: Columns, dtype_backend: Backend) -> pd.DataFrame:
     """See Columns.to_pandas."""
     import pandas as pd
 
-    if dtype_backend not in ("numpy", "numpy_nullable"):
+    makers = {"numpy": _numpy, "numpy_nullable": _nullable, "pyarrow": _pyarrow}
+    if dtype_backend not in makers:
         raise ValueError(
             f'dtype_backend: expected "numpy", "numpy_nullable" or "pyarrow", not {dtype_backend!r}'
         )
-    nullable = dtype_backend == "numpy_nullable"
-    frame = {name: _series(columns, name, nullable) for name in columns}
+    frame = {name: makers[dtype_backend](columns.column(name)) for name in columns}
     return pd.DataFrame(frame, index=pd.RangeIndex(columns.rows), copy=False)
 
 
-def _series(columns: Columns, name: str, nullable: bool) -> Any:
-    """Return a column as what becomes a Series without a copy where pandas can share it."""
+def _pyarrow(column: Column) -> Any:
+    import pandas as pd
+    import pyarrow as pa
+
+    return pd.arrays.ArrowExtensionArray(pa.chunked_array([_storage(pa.array(column))]))
+
+
+def _storage(array: Any) -> Any:
+    """Return JSON texts as texts."""
+    return getattr(array, "storage", array)
+
+
+def _nullable(column: Column) -> Any:
     import pandas as pd
 
-    from ._columns import _name
-
-    column, field = columns._columns[name], columns.fields[name]
-    values = columns[name]
-    if column.layout != "scalar":
-        return pd.Series(_rows(values, column.states, column.width), dtype=object, copy=False)
-    if column.kind in ("str", "json"):
-        if _name(field.dtype) == "object":
-            return pd.Series(values, dtype=object, copy=False)
-        # What pandas itself makes of texts, also where all are missing.
-        dtype = pd.StringDtype() if nullable else pd.Series([""]).dtype
-        return pd.Series(column.texts(field.fill), dtype=dtype, copy=False)
+    held = column._column
+    if held.layout != "scalar" or held.kind in ("str", "json"):
+        return _any(column, pd.StringDtype())
+    values = column.to_numpy()
     if isinstance(values, np.ma.MaskedArray):
         return _masked(values.data, np.ma.getmaskarray(values))
-    if nullable:
-        gone = column.missing and field.fill is None
-        return _masked(values, column.states != 0 if gone else np.zeros(len(values), bool))
+    gone = held.missing and column.field.fill is None
+    return _masked(values, held.states != 0 if gone else np.zeros(len(values), bool))
+
+
+def _numpy(column: Column) -> Any:
+    import pandas as pd
+
+    held = column._column
+    if held.layout != "scalar" or held.kind in ("str", "json"):
+        return _any(column, pd.Series([""]).dtype)  # what it makes of texts, of none as well
+    values = column.to_numpy()
+    if isinstance(values, np.ma.MaskedArray):
+        return _masked(values.data, np.ma.getmaskarray(values))
     return values
+
+
+def _any(column: Column, text_dtype: Any) -> Any:
+    """Return rows of values, or texts, as what becomes a Series of the right dtype."""
+    import pandas as pd
+
+    held, wanted = column._column, type_name(column.field.dtype)
+    if held.layout != "scalar":
+        return pd.Series(_rows(column), dtype=object, copy=False)
+    if wanted == "object":
+        return pd.Series(column.to_numpy(), dtype=object, copy=False)
+    if wanted == "category":
+        codes, distinct = held.encode()
+        if column.field.fill is not None:
+            return pd.Categorical(column.to_numpy())
+        return pd.Categorical.from_codes(codes, pd.Index(distinct.texts(None), dtype=text_dtype))
+    if getattr(text_dtype, "storage", None) == "pyarrow":
+        import pyarrow as pa
+
+        return text_dtype.__from_arrow__(_storage(pa.array(column)))
+    return pd.Series(held.texts(column.field.fill), dtype=text_dtype, copy=False)
 
 
 def _masked(values: np.ndarray[Any, Any], mask: np.ndarray[Any, Any]) -> Any:
@@ -58,29 +120,69 @@ def _masked(values: np.ndarray[Any, Any], mask: np.ndarray[Any, Any]) -> Any:
     return kinds.get(values.dtype.kind, pd.arrays.IntegerArray)(values, mask, copy=False)
 
 
-def _rows(values: Any, states: np.ndarray[Any, Any], width: int) -> np.ndarray[Any, Any]:
+def _rows(shown: Column) -> np.ndarray[Any, Any]:
     """Return the values of each row as an array of their own, and None for missing rows."""
-    from ._columns import Ragged, RawText
-
-    ends = np.arange(1, len(states) + 1) * width
+    column, values = shown._column, shown.to_numpy()
+    ends = np.arange(1, column.rows + 1) * column.width
     if isinstance(values, Ragged):
         values, ends = values.values, values.offsets[1:]
     if isinstance(values, RawText):
-        values = _decoded(values)
+        values = column.texts(None)
     if isinstance(values, np.ma.MaskedArray):
-        values = np.where(np.ma.getmaskarray(values), None, values.data.astype(object))
+        masked = values.data.astype(object)
+        masked[np.ma.getmaskarray(values)] = None
+        values = masked
     values = values.reshape(-1)
-    rows = np.empty(len(states), object)
+    rows = np.empty(column.rows, object)
     begin = 0
-    for row, (end, state) in enumerate(zip(ends.tolist(), states.tolist(), strict=True)):
+    for row, (end, state) in enumerate(zip(ends.tolist(), column.states.tolist(), strict=True)):
         rows[row] = values[begin:end] if state == 0 else None
         begin = end
     return rows
 
 
-def _decoded(texts: Any) -> np.ndarray[Any, Any]:
-    data, offsets = texts.data.tobytes(), texts.offsets.tolist()
-    decoded = np.empty(len(offsets) - 1, object)
-    for i, (begin, end) in enumerate(zip(offsets, offsets[1:], strict=False)):
-        decoded[i] = data[begin:end].decode()
-    return decoded
+def to_awkward(columns: Columns) -> ak.Array:
+    """See Columns.to_awkward."""
+    import awkward as ak
+
+    contents = [_content(columns.column(name)) for name in columns]
+    return ak.Array(ak.contents.RecordArray(contents, list(columns), columns.rows))
+
+
+def _content(column: Column) -> Any:
+    import awkward as ak
+
+    layouts, held = ak.contents, column._column
+    values = _values(column)
+    if held.missing and column.field.fill is None:
+        values = _optional(values, held.value_states)
+    if held.layout == "fixed":
+        rows = layouts.RegularArray(values, held.width, held.rows)
+        return rows if column.field.fill is not None else _optional(rows, held.states)
+    if held.lists is not None:
+        lists = layouts.ListOffsetArray(ak.index.Index64(held.lists), values)
+        return _optional(lists, held.states)
+    return values
+
+
+def _values(column: Column) -> Any:
+    """Return all values of a column as a layout, whatever rows they lie in."""
+    import awkward as ak
+
+    layouts, held = ak.contents, column._column
+    if held.kind not in ("str", "json"):
+        values = column.to_numpy()
+        values = values.values if isinstance(values, Ragged) else values
+        return layouts.NumpyArray(np.ma.getdata(values).reshape(-1))
+    texts = _arrow.with_fill(held, column.field)
+    data = layouts.NumpyArray(texts.values, parameters={"__array__": "char"})
+    index = ak.index.Index64(texts.offsets)
+    return layouts.ListOffsetArray(index, data, parameters={"__array__": "string"})
+
+
+def _optional(content: Any, states: np.ndarray[Any, Any]) -> Any:
+    import awkward as ak
+
+    if not states.any():
+        return content
+    return ak.contents.ByteMaskedArray(ak.index.Index8(states != 0), content, valid_when=False)

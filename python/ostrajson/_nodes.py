@@ -7,8 +7,8 @@ from typing import TYPE_CHECKING, Any, Literal
 
 import numpy as np
 
-from ._columns import Columns, Field, FieldsLike, Shape, check, parse_fields, to_core, to_numpy
-from ._columns import _wanted as wanted
+from ._columns import Column, Columns
+from ._fields import Field, FieldsLike, Shape, parse_fields, to_core, wanted
 from ._types import Kind
 
 if TYPE_CHECKING:
@@ -16,7 +16,7 @@ if TYPE_CHECKING:
 
     from ._core import Nodes
 
-__all__ = ["__setitem__", "booleans", "numbers", "select", "set", "strings", "values"]
+__all__ = ["__setitem__", "booleans", "column", "numbers", "select", "set", "strings", "values"]
 
 
 def values(
@@ -48,10 +48,28 @@ def values(
         ColumnTypeError: If a node does not fit; names the first such row.
         StaleNodesError: If the nodes are stale.
     """
+    return column(
+        self, dtype, shape, missing=missing, fill=fill, mismatch=mismatch, absent=absent
+    ).to_numpy()
+
+
+def column(
+    self: Nodes,
+    dtype: Any = None,
+    shape: Shape = None,
+    *,
+    missing: Literal["mask", "raise"] = "mask",
+    fill: Any = None,
+    mismatch: Literal["raise", "missing"] = "raise",
+    absent: npt.ArrayLike | None = None,
+) -> Column:
+    """Return the values of the nodes as a Column, for what takes Arrow's arrays.
+
+    Arguments and errors as `values`; `pyarrow.array(nodes.column())`, `polars.Series(...)` and the
+    like share its memory.
+    """
     field = Field("", dtype, shape, missing, fill, mismatch)
-    column = self._column(wanted(dtype), shape, mismatch, absent)
-    check("", column, field)
-    return to_numpy(column, field)
+    return Column(self._column(wanted(dtype), shape, mismatch, absent), field)
 
 
 def numbers(

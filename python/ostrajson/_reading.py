@@ -9,8 +9,9 @@ from contextlib import contextmanager
 from typing import TYPE_CHECKING, Any, Literal, TypeAlias
 
 from . import _sources
-from ._columns import Columns, Field, FieldsLike, parse_fields, to_core
+from ._columns import Columns
 from ._core import _BatchReader, _read_columns
+from ._fields import Field, FieldsLike, parse_fields, to_core
 
 if TYPE_CHECKING:
     from ._core import _Column

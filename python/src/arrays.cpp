@@ -16,14 +16,15 @@ namespace ostrajson {
 namespace {
 
 int typeNumber(Element element) {
-    constexpr std::array numbers = {NPY_BOOL, NPY_UINT8, NPY_INT64, NPY_UINT64, NPY_DOUBLE};
+    constexpr std::array numbers = {NPY_BOOL,   NPY_UINT8,  NPY_INT64,
+                                    NPY_UINT64, NPY_DOUBLE, NPY_INT32};
     return numbers.at(static_cast<std::size_t>(element));
 }
 
 const char* expectation(Element element) {
-    constexpr std::array texts = {"an array of bool", "an array of integers",
+    constexpr std::array texts = {"an array of bool",     "an array of integers",
                                   "an array of integers", "an array of integers",
-                                  "an array of numbers"};
+                                  "an array of numbers",  "an array of integers"};
     return texts.at(static_cast<std::size_t>(element));
 }
 

@@ -19,7 +19,7 @@ namespace ostrajson {
 namespace tree = ostra::io::json::tree;
 
 /// Element types of the arrays that come and go.
-enum class Element { Bool, UInt8, Int64, UInt64, Double };
+enum class Element { Bool, UInt8, Int64, UInt64, Double, Int32 };
 
 template <class T>
 inline constexpr Element elementOf = Element::Double;
@@ -27,6 +27,8 @@ template <>
 inline constexpr Element elementOf<bool> = Element::Bool;
 template <>
 inline constexpr Element elementOf<std::uint8_t> = Element::UInt8;
+template <>
+inline constexpr Element elementOf<std::int32_t> = Element::Int32;
 template <>
 inline constexpr Element elementOf<std::int64_t> = Element::Int64;
 template <>

@@ -37,8 +37,7 @@ std::shared_ptr<const std::vector<std::uint8_t>> pack(const void* bytes, std::si
         std::uint64_t eight = 0;
         std::memcpy(&eight, from + i, std::min<std::size_t>(8, count - i));
         // Each byte's one moves to its place in the highest byte; no two meet, so none carries.
-        (*bits)[i / 8] =
-            static_cast<std::uint8_t>((toOnes(eight) * 0x0102'0408'1020'4080U) >> 56U);
+        (*bits)[i / 8] = static_cast<std::uint8_t>((toOnes(eight) * 0x0102'0408'1020'4080U) >> 56U);
     }
     return bits;
 }
@@ -68,6 +67,10 @@ std::span<const State> all(const Block<State>& states) {
     return {states.data(), states.size()};
 }
 
+std::span<const State> valueStates(const Column& column) {
+    return all(column.layout == Layout::Scalar ? column.states : column.element_states);
+}
+
 const char* formatOf(Kind kind) {
     switch (kind) {
     case Kind::Int64:
@@ -89,9 +92,7 @@ const char* formatOf(Kind kind) {
 ArrowParts valuesOf(const SharedColumn& column, bool isFilled, ArrowValues other) {
     ArrowParts parts;
     parts.length = static_cast<std::int64_t>(column->value_count());
-    const auto& states =
-        column->layout == Layout::Scalar ? column->states : column->element_states;
-    addValidity(parts, isFilled ? std::span<const State>() : all(states));
+    addValidity(parts, isFilled ? std::span<const State>() : valueStates(*column));
     if (!other.format.empty()) {
         parts.format = std::move(other.format);
         const auto values = std::make_shared<const std::vector<std::byte>>(std::move(other.values));
@@ -113,6 +114,28 @@ ArrowParts valuesOf(const SharedColumn& column, bool isFilled, ArrowValues other
     return parts;
 }
 
+/// Puts values into the rows of a column.
+ArrowParts inRows(const SharedColumn& column, std::string name, bool isFilled, ArrowParts values) {
+    if (column->layout == Layout::Scalar) {
+        values.name = std::move(name);
+        return values;
+    }
+    values.name = "item";
+    ArrowParts rows;
+    rows.name = std::move(name);
+    rows.length = static_cast<std::int64_t>(column->rows);
+    const bool isFull = isFilled && column->layout == Layout::Fixed;
+    addValidity(rows, isFull ? std::span<const State>() : all(column->states));
+    if (column->layout == Layout::Fixed) {
+        rows.format = "+w:" + std::to_string(column->width);
+    } else {
+        rows.format = "+L";
+        addBuffer(rows, column->lists.data(), column);
+    }
+    rows.children.push_back(std::move(values));
+    return rows;
+}
+
 } // namespace
 
 Encoded encode(const Column& column) {
@@ -122,8 +145,7 @@ Encoded encode(const Column& column) {
     texts.offsets.push_back(0);
     std::unordered_map<std::string_view, std::int32_t> known;
     encoded.codes.reserve(column.value_count());
-    const Block<State>& states =
-        column.layout == Layout::Scalar ? column.states : column.element_states;
+    const std::span<const State> states = valueStates(column);
     for (std::size_t i = 0; i < column.value_count(); ++i) {
         if (states[i] != State::Present) {
             encoded.codes.push_back(-1);
@@ -155,8 +177,7 @@ SharedColumn filled(const Column& column, std::string_view text) {
     copy->states.append(column.states.data(), column.states.size());
     copy->element_states.append(column.element_states.data(), column.element_states.size());
     copy->offsets.push_back(0);
-    const Block<State>& states =
-        column.layout == Layout::Scalar ? column.states : column.element_states;
+    const std::span<const State> states = valueStates(column);
     for (std::size_t i = 0; i < column.value_count(); ++i) {
         const std::string_view value = states[i] == State::Present ? column.text(i) : text;
         copy->values.append(reinterpret_cast<const std::byte*>(value.data()), value.size());
@@ -165,39 +186,30 @@ SharedColumn filled(const Column& column, std::string_view text) {
     return copy;
 }
 
-ArrowParts toArrow(SharedColumn column, std::string name, bool isFilled, ArrowValues other) {
-    ArrowParts values = valuesOf(column, isFilled, std::move(other));
-    if (column->layout == Layout::Scalar) {
-        values.name = std::move(name);
-        return values;
-    }
-    values.name = "item";
-    ArrowParts rows;
-    rows.name = std::move(name);
-    rows.length = static_cast<std::int64_t>(column->rows);
-    addValidity(rows, all(column->states));
-    if (column->layout == Layout::Fixed) {
-        rows.format = "+w:" + std::to_string(column->width);
-    } else {
-        rows.format = "+L";
-        addBuffer(rows, column->lists.data(), column);
-    }
-    rows.children.push_back(std::move(values));
-    return rows;
+ArrowParts toArrow(const SharedColumn& column, std::string name, bool isFilled, ArrowValues other) {
+    return inRows(column, std::move(name), isFilled, valuesOf(column, isFilled, std::move(other)));
 }
 
-ArrowParts toArrowDictionary(const SharedColumn& column, std::string name, Encoded encoded) {
-    ArrowParts parts;
-    parts.format = "i";
-    parts.name = std::move(name);
-    parts.length = static_cast<std::int64_t>(encoded.codes.size());
-    addValidity(parts, all(column->states));
-    const auto codes =
-        std::make_shared<const std::vector<std::int32_t>>(std::move(encoded.codes));
-    addBuffer(parts, codes->data(), codes);
-    parts.dictionary =
-        std::make_shared<const ArrowParts>(toArrow(std::move(encoded.texts), {}, false));
-    return parts;
+ArrowParts toArrowDictionary(const SharedColumn& column, std::string name, bool isFilled) {
+    Encoded encoded = encode(*column);
+    ArrowParts values;
+    values.format = "i";
+    values.length = static_cast<std::int64_t>(encoded.codes.size());
+    addValidity(values, isFilled ? std::span<const State>() : valueStates(*column));
+    const auto codes = std::make_shared<const std::vector<std::int32_t>>(std::move(encoded.codes));
+    addBuffer(values, codes->data(), codes);
+    values.dictionary = std::make_shared<const ArrowParts>(toArrow(encoded.texts, {}, false));
+    return inRows(column, std::move(name), isFilled, std::move(values));
+}
+
+ArrowParts toArrowTable(std::vector<ArrowParts> columns, std::size_t rows) {
+    ArrowParts table;
+    table.format = "+s";
+    table.isNullable = false;
+    table.length = static_cast<std::int64_t>(rows);
+    table.buffers.push_back(nullptr);
+    table.children = std::move(columns);
+    return table;
 }
 
 } // namespace ostrajson

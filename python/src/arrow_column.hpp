@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ostrajson {
@@ -39,9 +40,15 @@ SharedColumn filled(const ostra::io::json::columns::Column& column, std::string_
 /// @param isFilled  whether no value counts as missing, for all hold one.
 /// @param other     what the values are to be instead; of numbers.
 /// Cost: linear in the rows where rows are missing or booleans; else constant.
-ArrowParts toArrow(SharedColumn column, std::string name, bool isFilled, ArrowValues other = {});
+ArrowParts toArrow(const SharedColumn& column, std::string name, bool isFilled,
+                   ArrowValues other = {});
 
 /// The same for texts, dictionary-encoded: int32 codes of large_strings.
-ArrowParts toArrowDictionary(const SharedColumn& column, std::string name, Encoded encoded);
+/// @throws std::length_error  as `encode`.
+/// Cost: linear in the bytes of the texts.
+ArrowParts toArrowDictionary(const SharedColumn& column, std::string name, bool isFilled);
+
+/// Columns of as many rows as the children of a struct, as Arrow has record batches.
+ArrowParts toArrowTable(std::vector<ArrowParts> columns, std::size_t rows);
 
 } // namespace ostrajson

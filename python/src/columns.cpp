@@ -67,8 +67,12 @@ nb::object view(nb::handle column, Block& block) {
                      block.size() * sizeof(*block.data()) / sizeof(T), nb::borrow(column));
 }
 
+Column& columnOf(nb::handle self) {
+    return *nb::cast<HeldColumn&>(self).column;
+}
+
 nb::object values(nb::handle self) {
-    auto& column = nb::cast<Column&>(self);
+    Column& column = columnOf(self);
     switch (column.kind) {
     case Kind::Int64:
         return view<std::int64_t>(self, column.values);
@@ -90,14 +94,15 @@ auto& valueStates(Column& column) {
     return column.layout == Layout::Scalar ? column.states : column.element_states;
 }
 
-std::size_t countMissing(Column& column) {
-    const auto& states = valueStates(column);
+std::size_t countMissing(const HeldColumn& self) {
+    const auto& states = valueStates(*self.column);
     return static_cast<std::size_t>(
         std::count_if(states.begin(), states.end(), [](State s) { return s != State::Present; }));
 }
 
 /// The first row without a value, or None.
-nb::object firstMissing(Column& column) {
+nb::object firstMissing(const HeldColumn& self) {
+    const Column& column = *self.column;
     const auto isMissing = [](State s) { return s != State::Present; };
     const auto row = std::find_if(column.states.begin(), column.states.end(), isMissing);
     if (row != column.states.end()) {
@@ -117,7 +122,8 @@ nb::object firstMissing(Column& column) {
 }
 
 /// Gives missing numbers or booleans a value, which is of the class of the column.
-void fill(Column& column, nb::handle given) {
+void fill(const HeldColumn& self, nb::handle given) {
+    Column& column = *self.column;
     const auto with = [&column]<class T>(T value) {
         T* const data = reinterpret_cast<T*>(column.values.data());
         const auto& states = valueStates(column);
@@ -147,7 +153,8 @@ void fill(Column& column, nb::handle given) {
 }
 
 /// The texts as an object array of str, missing ones as `missing`.
-nb::object texts(Column& column, nb::handle missing) {
+nb::object texts(const HeldColumn& self, nb::handle missing) {
+    Column& column = *self.column;
     return textArray(
         column.value_count(),
         [&](std::size_t i) -> std::optional<std::string_view> {
@@ -172,13 +179,13 @@ std::optional<tree::NumericArray<bool>> toMask(nb::handle absent) {
     return toColumn<bool>(absent, "absent");
 }
 
-Column nodeColumn(const Nodes& self, nb::handle want, nb::handle shape, nb::handle mismatch,
-                  nb::handle absent) {
+HeldColumn nodeColumn(const Nodes& self, nb::handle want, nb::handle shape, nb::handle mismatch,
+                      nb::handle absent) {
     const columns::ColumnType type = toColumnType(want, shape, mismatch);
     const auto mask = toMask(absent);
     return withColumns([&] {
         const Reading reading(self, self.size());
-        return columns::get_column(self.vector, type, mask ? mask->get() : nullptr);
+        return hold(columns::get_column(self.vector, type, mask ? mask->get() : nullptr));
     });
 }
 
@@ -190,7 +197,7 @@ nb::list selectColumns(const Nodes& self, nb::handle given) {
     });
     nb::list list;
     for (Column& column : selected) {
-        list.append(nb::cast(std::move(column)));
+        list.append(nb::cast(hold(std::move(column))));
     }
     return list;
 }
@@ -257,36 +264,35 @@ void raiseConflict(const columns::ColumnConflict& conflict) {
 }
 
 void bindColumns(nb::module_& module, nb::class_<Nodes>& nodes) {
-    nb::class_<Column>(module, "_Column")
+    nb::class_<HeldColumn> column(module, "_Column");
+    column
         .def_prop_ro("kind",
-                     [](const Column& self) {
-                         return toStr(kindWords.at(static_cast<std::size_t>(self.kind)));
+                     [](const HeldColumn& self) {
+                         return toStr(kindWords.at(static_cast<std::size_t>(self.column->kind)));
                      })
         .def_prop_ro("layout",
-                     [](const Column& self) {
-                         return toStr(layoutWords.at(static_cast<std::size_t>(self.layout)));
+                     [](const HeldColumn& self) {
+                         return toStr(
+                             layoutWords.at(static_cast<std::size_t>(self.column->layout)));
                      })
-        .def_prop_ro("rows", [](const Column& self) { return self.rows; })
-        .def_prop_ro("width", [](const Column& self) { return self.width; })
+        .def_prop_ro("rows", [](const HeldColumn& self) { return self.column->rows; })
+        .def_prop_ro("width", [](const HeldColumn& self) { return self.column->width; })
         .def_prop_ro("values", values)
+        .def_prop_ro("offsets",
+                     [](nb::handle self) { return optionalView(self, columnOf(self).offsets); })
+        .def_prop_ro("lists",
+                     [](nb::handle self) { return optionalView(self, columnOf(self).lists); })
         .def_prop_ro(
-            "offsets",
-            [](nb::handle self) { return optionalView(self, nb::cast<Column&>(self).offsets); })
+            "states",
+            [](nb::handle self) { return view<std::uint8_t>(self, columnOf(self).states); })
         .def_prop_ro(
-            "lists",
-            [](nb::handle self) { return optionalView(self, nb::cast<Column&>(self).lists); })
-        .def_prop_ro("states",
-                     [](nb::handle self) {
-                         return view<std::uint8_t>(self, nb::cast<Column&>(self).states);
-                     })
-        .def_prop_ro("value_states",
-                     [](nb::handle self) {
-                         return view<std::uint8_t>(self, valueStates(nb::cast<Column&>(self)));
-                     })
+            "value_states",
+            [](nb::handle self) { return view<std::uint8_t>(self, valueStates(columnOf(self))); })
         .def_prop_ro("missing", countMissing)
         .def_prop_ro("first_missing", firstMissing)
         .def("fill", fill, arg("value"))
         .def("texts", texts, arg("missing"));
+    bindArrowExport(module, column);
     nodes.def("_column", nodeColumn, arg("want"), arg("shape"), arg("mismatch"), arg("absent"))
         .def("_select", selectColumns, arg("fields"))
         .def("_set_column", setColumn, arg("kind"), arg("values"), arg("offsets"), arg("mask"),

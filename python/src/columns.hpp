@@ -2,17 +2,31 @@
 
 /// Columns as Python objects, and what Python asks for.
 
+#include "arrow_column.hpp"
 #include "document.hpp"
 
 #include <ostra/io/json/columns/field.hpp>
 
 #include <nanobind/nanobind.h>
 
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace ostrajson {
 
 namespace columns = ostra::io::json::columns;
+
+/// Python's `_Column`. Arrow's consumers may hold the column longer than Python.
+struct HeldColumn {
+    SharedColumn column;
+};
+
+inline HeldColumn hold(columns::Column column) {
+    return {std::make_shared<columns::Column>(std::move(column))};
+}
+
+void bindArrowExport(nb::module_& module, nb::class_<HeldColumn>& column);
 
 /// @param given  a sequence of (name, pointer, want, shape, mismatch); see `toColumnType`.
 std::vector<columns::Field> toFields(nb::handle given);

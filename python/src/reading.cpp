@@ -169,13 +169,13 @@ auto reading(const Input& input, const Operation& operation) {
 nb::tuple toPythonColumns(columns::RecordColumns read) {
     nb::list list;
     for (columns::Column& column : read.columns) {
-        list.append(nb::cast(std::move(column)));
+        list.append(nb::cast(hold(std::move(column))));
     }
     nb::list errors;
     for (const core::ParseErrorFields& fields : read.bad_line_list) {
         errors.append(decodeError(fields, {}));
     }
-    const nb::object keys = read.keys ? nb::cast(std::move(*read.keys)) : nb::none();
+    const nb::object keys = read.keys ? nb::cast(hold(std::move(*read.keys))) : nb::none();
     return nb::make_tuple(list, keys, read.records, read.bad_lines, errors);
 }
 
