@@ -97,13 +97,14 @@ def parse_fields(
         )
     named = fields if isinstance(fields, Mapping) else {pointer: pointer for pointer in fields}
     return {
-        name: _parse_field(name, given, _of(dtype, name), missing, _of(fill, name))
+        name: _parse_field(name, given, setting(dtype, name), missing, setting(fill, name))
         for name, given in named.items()
     }
 
 
-def _of(setting: Any, name: str) -> Any:
-    return setting.get(name) if isinstance(setting, Mapping) else setting
+def setting(given: Any, name: str) -> Any:
+    """Return what was given for a field: one value for all, or one by name."""
+    return given.get(name) if isinstance(given, Mapping) else given
 
 
 def _parse_field(name: str, given: FieldLike, dtype: Any, missing: Any, fill: Any) -> Field:

@@ -51,6 +51,25 @@ def opened(source: Source) -> Iterator[Any]:
         yield path
 
 
+def is_stream(source: Source) -> bool:
+    """Tell a file object that can be read only once."""
+    if is_buffer(source) or not hasattr(source, "read"):
+        return False
+    seekable = getattr(source, "seekable", None)
+    return seekable is None or not seekable()
+
+
+@contextmanager
+def at_its_place(source: Source) -> Iterator[None]:
+    """Bring a file object back to where it stands now."""
+    if is_buffer(source) or not hasattr(source, "read"):
+        yield
+        return
+    place = source.tell()
+    yield
+    source.seek(place)
+
+
 def name_of(source: Source) -> str | None:
     """Return the name of a source for messages."""
     name = os.fsdecode(source) if isinstance(source, (str, os.PathLike)) else None

@@ -136,6 +136,25 @@ ArrowParts inRows(const SharedColumn& column, std::string name, bool isFilled, A
     return rows;
 }
 
+/// All of a column of texts but the texts.
+SharedColumn copyShape(const Column& column) {
+    auto copy = std::make_shared<Column>();
+    copy->kind = column.kind;
+    copy->layout = column.layout;
+    copy->rows = column.rows;
+    copy->width = column.width;
+    copy->lists.append(column.lists.data(), column.lists.size());
+    copy->states.append(column.states.data(), column.states.size());
+    copy->element_states.append(column.element_states.data(), column.element_states.size());
+    copy->offsets.push_back(0);
+    return copy;
+}
+
+void appendText(Column& column, std::string_view text) {
+    column.values.append(reinterpret_cast<const std::byte*>(text.data()), text.size());
+    column.offsets.push_back(static_cast<std::int64_t>(column.values.size()));
+}
+
 } // namespace
 
 Encoded encode(const Column& column) {
@@ -157,8 +176,7 @@ Encoded encode(const Column& column) {
             if (texts.rows == static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
                 throw std::length_error("more distinct texts than 32-bit codes");
             }
-            texts.values.append(reinterpret_cast<const std::byte*>(text.data()), text.size());
-            texts.offsets.push_back(static_cast<std::int64_t>(texts.values.size()));
+            appendText(texts, text);
             texts.states.push_back(State::Present);
             ++texts.rows;
         }
@@ -168,20 +186,20 @@ Encoded encode(const Column& column) {
 }
 
 SharedColumn filled(const Column& column, std::string_view text) {
-    auto copy = std::make_shared<Column>();
-    copy->kind = column.kind;
-    copy->layout = column.layout;
-    copy->rows = column.rows;
-    copy->width = column.width;
-    copy->lists.append(column.lists.data(), column.lists.size());
-    copy->states.append(column.states.data(), column.states.size());
-    copy->element_states.append(column.element_states.data(), column.element_states.size());
-    copy->offsets.push_back(0);
+    auto copy = copyShape(column);
     const std::span<const State> states = valueStates(column);
     for (std::size_t i = 0; i < column.value_count(); ++i) {
-        const std::string_view value = states[i] == State::Present ? column.text(i) : text;
-        copy->values.append(reinterpret_cast<const std::byte*>(value.data()), value.size());
-        copy->offsets.push_back(static_cast<std::int64_t>(copy->values.size()));
+        appendText(*copy, states[i] == State::Present ? column.text(i) : text);
+    }
+    return copy;
+}
+
+SharedColumn withoutObjects(const Column& column) {
+    auto copy = copyShape(column);
+    for (std::size_t i = 0; i < column.rows; ++i) {
+        const bool isObject = column.text(i).starts_with('{');
+        copy->states[i] = isObject ? State::Null : copy->states[i];
+        appendText(*copy, isObject ? std::string_view() : column.text(i));
     }
     return copy;
 }

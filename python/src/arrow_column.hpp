@@ -34,6 +34,9 @@ Encoded encode(const ostra::io::json::columns::Column& column);
 /// @return a copy of a column of texts in which no value is missing, but `text` stands instead.
 SharedColumn filled(const ostra::io::json::columns::Column& column, std::string_view text);
 
+/// @return a copy of a column of JSON texts, one a row, in which objects are missing.
+SharedColumn withoutObjects(const ostra::io::json::columns::Column& column);
+
 /// The column as an Arrow array, over the same memory but for booleans and what is missing, which
 /// are packed into bits: int64, uint64, double, bool, large_string (64-bit offsets), and
 /// large_list or fixed_size_list of these. JSON texts have the extension type arrow.json.

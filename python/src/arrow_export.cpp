@@ -101,10 +101,16 @@ HeldColumn fillTexts(const HeldColumn& self, nb::handle text) {
     return {filled(*self.column, textArgument(text, "fill"))};
 }
 
+HeldColumn dropObjects(const HeldColumn& self) {
+    return {withoutObjects(*self.column)};
+}
+
 } // namespace
 
 void bindArrowExport(nb::module_& module, nb::class_<HeldColumn>& column) {
-    column.def("encode", encodeTexts).def("filled", fillTexts, arg("text"));
+    column.def("encode", encodeTexts)
+        .def("filled", fillTexts, arg("text"))
+        .def("without_objects", dropObjects);
     nb::class_<Arrow>(module, "_Arrow")
         .def_static("make", makeArrow, arg("columns"), arg("rows"))
         .def("array", arrayCapsules)

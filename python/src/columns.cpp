@@ -240,6 +240,10 @@ void setColumn(const Nodes& self, nb::handle kind, nb::handle values, nb::handle
 
 } // namespace
 
+std::string_view nameOf(columns::Want want) {
+    return wantWords.at(static_cast<std::size_t>(want));
+}
+
 std::vector<columns::Field> toFields(nb::handle given) {
     std::vector<columns::Field> fields;
     for (const nb::handle one : given) {

@@ -10,6 +10,7 @@
 #include <nanobind/nanobind.h>
 
 #include <memory>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -27,6 +28,9 @@ inline HeldColumn hold(columns::Column column) {
 }
 
 void bindArrowExport(nb::module_& module, nb::class_<HeldColumn>& column);
+
+/// @return "any", "int64" and so on.
+std::string_view nameOf(columns::Want want);
 
 /// @param given  a sequence of (name, pointer, want, shape, mismatch); see `toColumnType`.
 std::vector<columns::Field> toFields(nb::handle given);

@@ -4,6 +4,7 @@
 #include "errors.hpp"
 #include "text_input.hpp"
 
+#include <ostra/io/json/columns/find_fields.hpp>
 #include <ostra/io/json/columns/read_columns.hpp>
 
 #include <algorithm>
@@ -187,6 +188,37 @@ nb::tuple readColumns(nb::handle source, nb::handle name, nb::handle fields, nb:
         reading(input, [&] { return columns::read_columns(input.source, wanted, how); }));
 }
 
+/// @return (path, pointer, what to want, None or "flatten", whether objects stand beside the
+/// values)
+///         of each field.
+nb::list findFields(nb::handle source, nb::handle name, nb::handle options, nb::handle maxDepth,
+                    nb::handle maxFields) {
+    const Input input = toInput(source, std::string(textArgument(name, "name")));
+    const columns::ReadOptions how = toOptions(options);
+    columns::FieldSearch search;
+    if (!maxDepth.is_none()) {
+        search.max_depth = countArgument(maxDepth, "max_depth");
+    }
+    search.max_fields = countArgument(maxFields, "max_fields");
+    if (search.max_depth == 0) {
+        raiseValue("max_depth", "expected 1 or more");
+    }
+    const std::vector<columns::FoundField> found =
+        reading(input, [&] { return columns::find_fields(input.source, search, how); });
+    nb::list list;
+    for (const columns::FoundField& field : found) {
+        nb::list path;
+        for (const std::string& key : field.path) {
+            path.append(toStr(key));
+        }
+        const bool isList = field.type.layout == columns::Layout::List;
+        list.append(nb::make_tuple(path, toStr(field.pointer), toStr(nameOf(field.type.want)),
+                                   isList ? nb::object(nb::str("flatten")) : nb::none(),
+                                   field.has_objects));
+    }
+    return list;
+}
+
 /// Batches of columns, one Python thread at a time.
 struct BatchReader {
     Input input;
@@ -224,6 +256,8 @@ nb::object nextBatch(BatchReader& self) {
 void bindReading(nb::module_& module) {
     module.def("_read_columns", readColumns, arg("source"), arg("name"), arg("fields"),
                arg("options"));
+    module.def("_find_fields", findFields, arg("source"), arg("name"), arg("options"),
+               arg("max_depth"), arg("max_fields"));
     nb::class_<BatchReader>(module, "_BatchReader")
         .def("__init__", makeBatchReader, arg("source"), arg("name"), arg("fields"), arg("options"),
              arg("batch_rows"), arg("batch_bytes"))

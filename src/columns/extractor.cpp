@@ -1,6 +1,7 @@
 #include "columns/extractor.hpp"
 
 #include "columns/field_plan.hpp"
+#include "columns/field_survey.hpp"
 #include "columns/joined_column.hpp"
 #include "columns/piece.hpp"
 #include "nodes/visit_nodes.hpp"
@@ -15,6 +16,9 @@ Piece::Impl::Impl(std::shared_ptr<const FieldPlan> thePlan)
     columns.reserve(plan->fields().size());
     for (const Field& field : plan->fields()) {
         columns.emplace_back(field.type);
+    }
+    if (plan->search()) {
+        survey.emplace(*plan->search());
     }
 }
 
@@ -81,6 +85,13 @@ void Piece::append(const rapidjson::Value* first, std::size_t count, std::size_t
         column.expectHugeIntegers(hasHugeIntegers);
     }
     const auto* const bytes = reinterpret_cast<const char*>(first);
+    if (impl_->survey) {
+        for (std::size_t i = 0; i < count; ++i) {
+            impl_->survey->add(*reinterpret_cast<const rapidjson::Value*>(bytes + i * stride));
+        }
+        impl_->rows += count;
+        return;
+    }
     for (std::size_t begin = 0; begin < count; begin += Impl::batchSize) {
         impl_->appendBatch(std::min(Impl::batchSize, count - begin),
                            [&](std::size_t i) -> const rapidjson::Value& {
@@ -102,12 +113,16 @@ void Piece::clear() noexcept {
     for (PieceColumn& column : impl_->columns) {
         column.clear();
     }
+    if (impl_->survey) {
+        impl_->survey->clear();
+    }
     impl_->rows = 0;
 }
 
 struct Joined::Impl {
     std::shared_ptr<const FieldPlan> plan;
     std::vector<JoinedColumn> columns;
+    std::optional<FieldSurvey> survey;
     std::size_t rows = 0;
 };
 
@@ -117,6 +132,9 @@ Joined::Joined(std::shared_ptr<const FieldPlan> plan, std::size_t likelyRows)
     impl_->columns.reserve(impl_->plan->fields().size());
     for (const Field& field : impl_->plan->fields()) {
         impl_->columns.emplace_back(field.type, likelyRows);
+    }
+    if (impl_->plan->search()) {
+        impl_->survey.emplace(*impl_->plan->search());
     }
 }
 
@@ -140,6 +158,9 @@ void Joined::append(const Piece& piece) {
     for (std::size_t field = 0; field < parts.size(); ++field) {
         impl_->columns[field].append(parts[field].gathered());
     }
+    if (impl_->survey) {
+        piece.impl().survey->addTo(*impl_->survey);
+    }
     impl_->rows += piece.rows();
 }
 
@@ -155,6 +176,10 @@ std::vector<Column> Joined::take(bool keepTypes) {
     }
     impl_->rows = 0;
     return columns;
+}
+
+std::vector<FoundField> Joined::foundFields() const {
+    return impl_->survey->fields();
 }
 
 } // namespace ostra::io::json::columns

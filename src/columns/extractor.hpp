@@ -3,6 +3,7 @@
 /// Fields of records to pieces of columns, block after block, and pieces to columns.
 
 #include <ostra/io/json/columns/field.hpp>
+#include <ostra/io/json/columns/find_fields.hpp>
 
 #include <ostra/io/json/tree/rapidjson.hpp>
 
@@ -17,6 +18,10 @@ class FieldPlan; // the parsed fields, shared by all threads, immutable
 
 /// @throws std::invalid_argument  naming the field whose pointer or type does not make sense.
 std::shared_ptr<const FieldPlan> makePlan(std::span<const Field> fields);
+
+/// A plan for finding out which fields there are, instead of reading any.
+/// @throws std::invalid_argument  if `search` does not make sense.
+std::shared_ptr<const FieldPlan> makeSearchPlan(const FieldSearch& search);
 
 /// Columns of some consecutive records, not yet settled. Owned by one thread at a time; its memory
 /// is kept when it is cleared, so that a thread serves many blocks without asking for any.
@@ -57,7 +62,8 @@ public:
     ~Joined();
 
     /// Appends a piece.
-    /// @throws ColumnConflict  with the row counted over all pieces. @throws std::bad_alloc
+    /// @throws ColumnConflict  with the row counted over all pieces. @throws std::length_error  if
+    ///                         too many fields were found. @throws std::bad_alloc
     void append(const Piece& piece);
 
     /// Rows since the last `take`.
@@ -68,6 +74,9 @@ public:
     /// @param keepTypes  for batches: a field whose type was settled by a batch that holds a value
     ///                   keeps it, and a later value that does not fit is a conflict.
     std::vector<Column> take(bool keepTypes);
+
+    /// The fields found so far, by a plan for that.
+    std::vector<FoundField> foundFields() const;
 
 private:
     struct Impl;

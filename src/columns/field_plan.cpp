@@ -62,4 +62,11 @@ std::shared_ptr<const FieldPlan> makePlan(std::span<const Field> fields) {
     return std::make_shared<const FieldPlan>(fields);
 }
 
+std::shared_ptr<const FieldPlan> makeSearchPlan(const FieldSearch& search) {
+    if (search.max_depth == 0) {
+        throw std::invalid_argument("a search for paths without keys");
+    }
+    return std::make_shared<const FieldPlan>(search);
+}
+
 } // namespace ostra::io::json::columns

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -38,6 +39,7 @@ class FieldPlan {
 public:
     /// @throws std::invalid_argument  as `makePlan`.
     explicit FieldPlan(std::span<const Field> fields);
+    explicit FieldPlan(const FieldSearch& search) : nodes_(1), search_(search) {}
 
     const std::vector<Field>& fields() const { return fields_; }
     const std::vector<PathNode>& nodes() const { return nodes_; } // the first is the record
@@ -46,6 +48,9 @@ public:
     std::size_t slots() const { return slots_; }
     std::size_t slotOf(std::size_t field) const { return slotOf_[field]; }
 
+    /// How to look for fields, if that is what the plan is for.
+    const std::optional<FieldSearch>& search() const { return search_; }
+
 private:
     std::uint32_t nodeAt(const core::JSONPointer& pointer);
 
@@ -53,6 +58,7 @@ private:
     std::vector<PathNode> nodes_;
     std::vector<std::uint32_t> slotOf_;
     std::uint32_t slots_ = 0;
+    std::optional<FieldSearch> search_;
 };
 
 } // namespace ostra::io::json::columns

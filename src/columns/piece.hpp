@@ -3,12 +3,14 @@
 /// What a piece is made of.
 
 #include "columns/extractor.hpp"
+#include "columns/field_survey.hpp"
 #include "columns/piece_column.hpp"
 #include "columns/record_walk.hpp"
 #include "node_vector/reached_memory.hpp"
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace ostra::io::json::columns {
@@ -38,6 +40,7 @@ struct Piece::Impl {
     std::vector<PieceColumn> columns;
     std::vector<const rapidjson::Value*> found; // of each slot, a batch of records
     tree::ReachedMemory reached;
+    std::optional<FieldSurvey> survey; // where fields are looked for
     std::size_t rows = 0;
 };
 

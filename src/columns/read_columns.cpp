@@ -1,5 +1,7 @@
 #include <ostra/io/json/columns/read_columns.hpp>
 
+#include <ostra/io/json/columns/find_fields.hpp>
+
 #include "columns/document_text.hpp"
 #include "columns/line_text.hpp"
 #include "columns/ordered_blocks.hpp"
@@ -75,10 +77,10 @@ std::unique_ptr<RecordText> makeText(ByteSource& bytes, const Source& source,
 
 class ColumnReader::Impl {
 public:
-    Impl(const Source& source, std::span<const Field> fields, const ReadOptions& options,
+    Impl(const Source& source, std::shared_ptr<const FieldPlan> plan, const ReadOptions& options,
          BatchSize batch)
         : options_(checked(options)), batch_(batch),
-          rows_(makePlan(fields), batch.records, options.keys), bytes_(openSource(source)),
+          rows_(std::move(plan), batch.records, options.keys), bytes_(openSource(source)),
           text_(makeText(*bytes_, source, options_, rows_)), reporter_(options_, *bytes_),
           blocks_(
               *text_, rows_, options_, threadsOf(options_),
@@ -90,6 +92,12 @@ public:
             readOn();
         }
         return take();
+    }
+
+    /// All fields that there are.
+    std::vector<FoundField> findAll() {
+        readAll();
+        return rows_.foundFields();
     }
 
     std::optional<RecordColumns> next() {
@@ -155,7 +163,14 @@ const char* Cancelled::what() const noexcept {
 
 RecordColumns read_columns(const Source& source, std::span<const Field> fields,
                            const ReadOptions& options) {
-    return ColumnReader::Impl(source, fields, options, {}).readAll();
+    return ColumnReader::Impl(source, makePlan(fields), options, {}).readAll();
+}
+
+std::vector<FoundField> find_fields(const Source& source, const FieldSearch& search,
+                                    const ReadOptions& options) {
+    ReadOptions withoutKeys = options;
+    withoutKeys.keys = false;
+    return ColumnReader::Impl(source, makeSearchPlan(search), withoutKeys, {}).findAll();
 }
 
 ColumnReader::ColumnReader(const Source& source, std::span<const Field> fields,
@@ -163,7 +178,7 @@ ColumnReader::ColumnReader(const Source& source, std::span<const Field> fields,
     if (batch.records == 0 && batch.bytes == 0) {
         throw std::invalid_argument("batches without a size");
     }
-    impl_ = std::make_unique<Impl>(source, fields, options, batch);
+    impl_ = std::make_unique<Impl>(source, makePlan(fields), options, batch);
 }
 
 ColumnReader::~ColumnReader() = default;

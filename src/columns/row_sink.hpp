@@ -48,6 +48,9 @@ public:
     /// @param areMembers  whether the records of the text have keys.
     RecordColumns take(bool keepTypes, bool areMembers);
 
+    /// The fields found, by a plan for that.
+    std::vector<FoundField> foundFields() const { return joined_.foundFields(); }
+
 private:
     void appendKeys(const RecordRun& run);
 
