@@ -1,6 +1,6 @@
 /// Records of a document, read in blocks: against the whole document and its columns.
 
-#include "oracle/read_model.hpp"
+#include "oracle/field_model.hpp"
 #include "support.hpp"
 
 /// The first byte chooses the options, the second where the records are, the rest is the text.
@@ -30,6 +30,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                              (!isUtf8 && outcome.starts_with("refused"));
         fuzz::check(outcome == expected || (isEarly && expected.starts_with("refused")),
                     "records read in blocks");
+    }
+    if (options.pointer.empty() && isUtf8) {
+        const std::string fields = foundSlowly(text, 3, options);
+        fuzz::check(foundInBlocks(text, 3, options) == fields, "fields found in blocks");
     }
     return 0;
 }

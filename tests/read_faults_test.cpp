@@ -5,6 +5,8 @@
 #include "support/failing_machine.hpp"
 #include "support/files.hpp"
 
+#include <ostra/io/json/columns/find_fields.hpp>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -123,7 +125,23 @@ std::string readAll(const Source& source, const ReadOptions& options, test::Faul
     }
 }
 
-void tryAllFaults(test::Fault kind, std::size_t threads, long atLeast, bool piped = false) {
+/// Finds all fields, with faults meanwhile.
+std::string findAll(const Source& source, const ReadOptions& options, test::Fault kind, long n) {
+    std::vector<FoundField> found;
+    {
+        test::left = n;
+        const test::Faults failing(kind);
+        found = find_fields(source, {}, options);
+    }
+    std::string all;
+    for (const FoundField& field : found) {
+        all += field.pointer + ' ';
+    }
+    return all;
+}
+
+void tryAllFaults(test::Fault kind, std::size_t threads, long atLeast, bool piped = false,
+                  decltype(readAll)* action = readAll) {
     const test::TemporaryFolder folder;
     for (const Case& one : cases()) {
         SCOPED_TRACE(one.name);
@@ -136,7 +154,7 @@ void tryAllFaults(test::Fault kind, std::size_t threads, long atLeast, bool pipe
             if (piped) {
                 pipe.emplace(one.text);
             }
-            return readAll(Source::file(pipe ? pipe->path() : path), options, fault, n);
+            return action(Source::file(pipe ? pipe->path() : path), options, fault, n);
         };
         const std::string expected = read(test::noFault, 0);
         read(test::noFault, 0); // wakes oneTBB, not to fail at that
@@ -164,6 +182,7 @@ void tryAllFaults(test::Fault kind, std::size_t threads, long atLeast, bool pipe
 
 TEST(ReadFaults, AllocationsReachTheCaller) {
     tryAllFaults(test::news, 1, 20);
+    tryAllFaults(test::news, 1, 20, false, findAll);
 #ifndef TVIOJSONTREE_PLAIN_THREADS // which may take memory when work is half done
     tryAllFaults(test::news, 3, 10);
 #endif

@@ -15,7 +15,9 @@ from ._fields import NAMED, Field, type_name
 from ._numpy import narrow
 
 if TYPE_CHECKING:
-    from ._core import _Arrow, _Column
+    import numpy.typing as npt
+
+    from ._core import _Arrow, _ArrowInput, _Column
 
 Part: TypeAlias = "tuple[str, _Column, bool, str | None, np.ndarray[Any, Any] | None]"
 
@@ -65,3 +67,34 @@ def with_fill(texts: _Column, field: Field) -> _Column:
 
     is_text = isinstance(field.fill, str) and type_name(field.dtype) != "object"
     return texts.filled(field.fill if is_text else dumps(field.fill))
+
+
+def given(values: Any) -> _ArrowInput | npt.NDArray[Any] | None:
+    """Return what pandas, polars and Arrow's packages hold; None for all else.
+
+    What has a NumPy dtype is NumPy's: in Arrow, pandas would make null of every NaN.
+    """
+    if isinstance(values, (np.ndarray, list, tuple, str)):
+        return None
+    if isinstance(getattr(values, "dtype", None), np.dtype) and hasattr(values, "__array__"):
+        return np.asarray(values)
+    kind = type(values)
+    if not hasattr(kind, "__arrow_c_stream__") and not hasattr(kind, "__arrow_c_array__"):
+        return None
+    from ._core import _ArrowInput
+
+    try:
+        return _ArrowInput(values)
+    except ImportError:  # a Series of pandas without pyarrow
+        if not hasattr(values, "to_numpy") or getattr(values, "ndim", 0) != 1:
+            raise
+        return np.asarray(values.to_numpy(object, na_value=None))
+
+
+def to_numpy(values: Any) -> Any:
+    """Return a column of such a package as NumPy has it, masked; anything else as it is."""
+    found = given(values)
+    if found is None or isinstance(found, np.ndarray):
+        return values if found is None else found
+    array, mask = found.to_numpy()
+    return np.ma.MaskedArray(array, mask) if array.dtype != object and mask.any() else array

@@ -7,6 +7,7 @@ from typing import TYPE_CHECKING, Any, Literal
 
 import numpy as np
 
+from ._arrow import to_numpy
 from ._columns import Column, Columns
 from ._fields import Field, FieldsLike, Shape, parse_fields, to_core, wanted
 from ._types import Kind
@@ -152,8 +153,8 @@ def set(self: Nodes, values: Any, *, null: bool = False) -> None:
     are, or make them null.
 
     Args:
-        values: A scalar for all nodes, or a sequence or array of one a node: numbers, booleans or
-            texts, also masked or with None.
+        values: A scalar for all nodes, or one a node: a sequence, an array, a Series of pandas or
+            polars, a column of Arrow's; numbers, booleans or texts, also masked, null or None.
         null: Whether missing values make their nodes null.
 
     Raises:
@@ -161,7 +162,7 @@ def set(self: Nodes, values: Any, *, null: bool = False) -> None:
         TypeError: If the values are not numbers, booleans or texts of one kind; nothing changes.
         StaleNodesError: If the nodes are stale; nothing changes.
     """
-    kind, array, offsets, mask = _encode(self, values)
+    kind, array, offsets, mask = _encode(self, to_numpy(values))
     self._set_column(kind, array, offsets, mask, null)
 
 
@@ -257,6 +258,7 @@ def __setitem__(self: Nodes, index: Any, values: Any) -> None:  # noqa: N807
         set(self[index], values)
         return
     found, missing = self.lookup(index)
+    values = to_numpy(values)
     if np.ndim(values) == 1 and len(values) == len(self) != len(found):
         values = values if isinstance(values, np.ma.MaskedArray) else _to_array(values)
         gone = values[missing]

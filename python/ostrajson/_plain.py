@@ -7,6 +7,8 @@ from typing import Any
 
 import numpy as np
 
+from ._arrow import given
+
 
 def plain(value: Any, fallback: Callable[[Any], Any] | None) -> Any:
     """Return an object of Python's own types, or a contiguous array of bool or numbers."""
@@ -23,6 +25,9 @@ def plain(value: Any, fallback: Callable[[Any], Any] | None) -> Any:
     to_list = getattr(type(value), "_to_plain", None)
     if to_list is not None:
         return to_list(value)
+    found = given(value)
+    if found is not None:
+        return plain(found, fallback) if isinstance(found, np.ndarray) else found
     if fallback is not None:
         return fallback(value)
     raise TypeError(f"cannot write {type(value).__qualname__} as JSON")

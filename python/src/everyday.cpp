@@ -1,6 +1,7 @@
 #include "document.hpp"
 
 #include "arguments.hpp"
+#include "arrow_text.hpp"
 #include "docstrings.hpp"
 #include "errors.hpp"
 #include "json_text.hpp"
@@ -50,6 +51,7 @@ nb::bytes dumpb(nb::handle object, nb::handle indent, nb::handle sortKeys, nb::h
 } // namespace
 
 void bindEveryday(nb::module_& module) {
+    bindArrowInput(module);
     module.def("loads", loads, arg("text"), nb::kw_only(), arg("allow_nan") = false,
                arg("big_int") = "error", doc::loads);
     module.def("dumps", dumps, arg("obj"), nb::kw_only(), arg("indent") = nb::none(),

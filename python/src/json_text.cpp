@@ -2,6 +2,7 @@
 
 #include "arguments.hpp"
 #include "array_text.hpp"
+#include "arrow_text.hpp"
 #include "errors.hpp"
 
 #include <algorithm>
@@ -201,6 +202,10 @@ private:
         nb::object plain = nb::borrow(object);
         for (std::size_t attempts = 0; !isOwn(plain); ++attempts) {
             if (writeArray(out_, plain)) {
+                return;
+            }
+            if (nb::isinstance<ArrowInput>(plain)) {
+                writeArrow(out_, nb::cast<const ArrowInput&>(plain));
                 return;
             }
             if (attempts == mostAttempts) {
