@@ -123,7 +123,9 @@ inline std::string foundInBlocks(const std::string& text, std::size_t maxDepth,
                        (one.type.layout == Layout::List ? " list" : " scalar") +
                        (one.has_objects ? " beside objects\n" : "\n");
         }
-        read_columns(source, fields, options);
+        ReadOptions reading = options;
+        reading.index_arrays = false;
+        read_columns(source, fields, reading);
         return outcome;
     } catch (const ColumnConflict& error) {
         return std::string("conflict: ") + error.what();

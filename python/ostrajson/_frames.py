@@ -32,7 +32,12 @@ def to_polars(columns: Columns) -> pl.DataFrame:
     """See Columns.to_polars."""
     import polars as pl
 
-    return pl.DataFrame({name: pl.Series(name, columns.column(name)) for name in columns})
+    frame = {}
+    for name in columns:
+        series = pl.Series(name, columns.column(name))
+        # JSON texts as texts: polars may hold them as an extension type.
+        frame[name] = series.ext.storage() if hasattr(series.dtype, "ext_name") else series
+    return pl.DataFrame(frame)
 
 
 def write_parquet(columns: Columns, target: Any, options: dict[str, Any]) -> None:

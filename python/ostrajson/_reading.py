@@ -194,6 +194,7 @@ def _options(*, on_error: str, big_int: str, keys: str | None, **options: Any) -
         "skip_bad": on_error == "skip",
         "big_floats": big_int == "float",
         "keys": keys is not None,
+        "index_arrays": True,
         **options,
     }
 
@@ -202,6 +203,7 @@ def _found(
     source: Any, fields: FieldsLike | None, options: dict[str, Any], search: Search
 ) -> Found:
     if fields is None:
+        options["index_arrays"] = False
         return search.run(source, options)
     parsed = parse_fields(fields, search.dtype, search.missing, search.fill)
     return Found(parsed, frozenset())

@@ -139,6 +139,7 @@ columns::ReadOptions toOptions(nb::handle given) {
     options.huge_integers = flagArgument(option("big_floats"), "big_floats")
                                 ? columns::HugeIntegers::AsDouble
                                 : columns::HugeIntegers::Exact;
+    options.index_arrays = flagArgument(option("index_arrays"), "index_arrays");
     options.threads = countArgument(option("threads"), "threads");
     options.block_size = countArgument(option("block_bytes"), "block_bytes");
     options.progress = toProgress(option("progress"));

@@ -17,7 +17,8 @@ namespace ostra::io::json::columns {
 class FieldPlan; // the parsed fields, shared by all threads, immutable
 
 /// @throws std::invalid_argument  naming the field whose pointer or type does not make sense.
-std::shared_ptr<const FieldPlan> makePlan(std::span<const Field> fields);
+/// @param indexArrays  whether tokens that are numbers select elements of arrays.
+std::shared_ptr<const FieldPlan> makePlan(std::span<const Field> fields, bool indexArrays = true);
 
 /// A plan for finding out which fields there are, instead of reading any.
 /// @throws std::invalid_argument  if `search` does not make sense.

@@ -30,12 +30,12 @@ core::JSONPointer pointerOf(const Field& field) {
 
 } // namespace
 
-FieldPlan::FieldPlan(std::span<const Field> fields)
+FieldPlan::FieldPlan(std::span<const Field> fields, bool indexArrays)
     : fields_(fields.begin(), fields.end()), nodes_(1) {
     slotOf_.reserve(fields_.size());
     for (const Field& field : fields_) {
         requireType(field);
-        PathNode& node = nodes_[nodeAt(pointerOf(field))];
+        PathNode& node = nodes_[nodeAt(pointerOf(field), indexArrays)];
         if (node.slot == PathNode::noSlot) {
             node.slot = slots_++;
         }
@@ -43,13 +43,14 @@ FieldPlan::FieldPlan(std::span<const Field> fields)
     }
 }
 
-std::uint32_t FieldPlan::nodeAt(const core::JSONPointer& pointer) {
+std::uint32_t FieldPlan::nodeAt(const core::JSONPointer& pointer, bool indexArrays) {
     std::uint32_t at = 0;
     for (std::size_t t = 0; t < pointer.GetTokenCount(); ++t) {
         const core::JSONPointer::Token& token = pointer.GetTokens()[t];
         const auto next = static_cast<std::uint32_t>(nodes_.size());
         const auto [step, fresh] = nodes_[at].steps.try_emplace(
-            std::string(token.name, token.length), PathNode::Step{token.index, next});
+            std::string(token.name, token.length),
+            PathNode::Step{indexArrays ? token.index : SIZE_MAX, next});
         at = step->second.node;
         if (fresh) {
             nodes_.emplace_back();
@@ -58,8 +59,8 @@ std::uint32_t FieldPlan::nodeAt(const core::JSONPointer& pointer) {
     return at;
 }
 
-std::shared_ptr<const FieldPlan> makePlan(std::span<const Field> fields) {
-    return std::make_shared<const FieldPlan>(fields);
+std::shared_ptr<const FieldPlan> makePlan(std::span<const Field> fields, bool indexArrays) {
+    return std::make_shared<const FieldPlan>(fields, indexArrays);
 }
 
 std::shared_ptr<const FieldPlan> makeSearchPlan(const FieldSearch& search) {

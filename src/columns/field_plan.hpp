@@ -38,7 +38,7 @@ struct PathNode {
 class FieldPlan {
 public:
     /// @throws std::invalid_argument  as `makePlan`.
-    explicit FieldPlan(std::span<const Field> fields);
+    explicit FieldPlan(std::span<const Field> fields, bool indexArrays = true);
     explicit FieldPlan(const FieldSearch& search) : nodes_(1), search_(search) {}
 
     const std::vector<Field>& fields() const { return fields_; }
@@ -52,7 +52,7 @@ public:
     const std::optional<FieldSearch>& search() const { return search_; }
 
 private:
-    std::uint32_t nodeAt(const core::JSONPointer& pointer);
+    std::uint32_t nodeAt(const core::JSONPointer& pointer, bool indexArrays);
 
     std::vector<Field> fields_;
     std::vector<PathNode> nodes_;

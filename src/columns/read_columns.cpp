@@ -163,7 +163,8 @@ const char* Cancelled::what() const noexcept {
 
 RecordColumns read_columns(const Source& source, std::span<const Field> fields,
                            const ReadOptions& options) {
-    return ColumnReader::Impl(source, makePlan(fields), options, {}).readAll();
+    return ColumnReader::Impl(source, makePlan(fields, options.index_arrays), options, {})
+        .readAll();
 }
 
 std::vector<FoundField> find_fields(const Source& source, const FieldSearch& search,
@@ -178,7 +179,7 @@ ColumnReader::ColumnReader(const Source& source, std::span<const Field> fields,
     if (batch.records == 0 && batch.bytes == 0) {
         throw std::invalid_argument("batches without a size");
     }
-    impl_ = std::make_unique<Impl>(source, makePlan(fields), options, batch);
+    impl_ = std::make_unique<Impl>(source, makePlan(fields, options.index_arrays), options, batch);
 }
 
 ColumnReader::~ColumnReader() = default;

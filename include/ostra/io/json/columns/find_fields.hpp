@@ -26,7 +26,10 @@ struct FieldSearch {
 /// A path at which some record has a value that is not an object to be opened.
 struct FoundField {
     std::vector<std::string> path; ///< keys, UTF-8; none for records that are not objects
-    std::string pointer;           ///< the same as JSON Pointer (RFC 6901) from the record
+    /// The same as JSON Pointer (RFC 6901) from the record. To be read with
+    /// `ReadOptions::index_arrays` false: `/a/0` is the member `0` of an object, also if `/a` is an
+    /// array in other records.
+    std::string pointer;
 
     /// What reads all values at the path, whatever is null or absent beside them: the first of
     /// `Want::Int64`, `Uint64` and `Double` that holds all numbers exactly, `Boolean`, `Text`; with

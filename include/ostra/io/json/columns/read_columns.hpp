@@ -114,6 +114,10 @@ struct ReadOptions {
     std::string pointer = {};
     bool keys = false; ///< `Document`: whether to give an object's keys as a column
 
+    /// Whether a token of a field's pointer that is a number selects an array's element, too (RFC
+    /// 6901). Else pointers lead through objects only.
+    bool index_arrays = true;
+
     BadLines bad_lines = BadLines::Raise; ///< `Lines`
     HugeIntegers huge_integers = HugeIntegers::Exact;
 
