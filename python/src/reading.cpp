@@ -11,6 +11,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -204,8 +205,13 @@ nb::list findFields(nb::handle source, nb::handle name, nb::handle options, nb::
     if (search.max_depth == 0) {
         raiseValue("max_depth", "expected 1 or more");
     }
-    const std::vector<columns::FoundField> found =
-        reading(input, [&] { return columns::find_fields(input.source, search, how); });
+    const std::vector<columns::FoundField> found = [&] {
+        try {
+            return reading(input, [&] { return columns::find_fields(input.source, search, how); });
+        } catch (const std::length_error& error) {
+            raiseValue("fields", error.what());
+        }
+    }();
     nb::list list;
     for (const columns::FoundField& field : found) {
         nb::list path;

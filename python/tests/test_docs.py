@@ -1,4 +1,4 @@
-"""The snippets of README and tutorial, run from top to bottom, print what the pages say."""
+"""The snippets of the pages, run from top to bottom, print what the pages say."""
 
 import ast
 import contextlib
@@ -13,10 +13,15 @@ from conftest import ROOT
 BLOCK = re.compile(r"^```(python|text)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
-@pytest.mark.parametrize("page", ["README.md", "docs/tutorial.md"])
+@pytest.mark.parametrize("page", ["README.md", "docs/tutorial.md", "docs/frames.md"])
 def test_snippets_print_what_the_page_says(page, tmp_path, monkeypatch):
+    for name in re.findall(r"^import (\w+)", (ROOT / page).read_text(), re.MULTILINE):
+        pytest.importorskip(name)
     if "matplotlib" in (ROOT / page).read_text():
         pytest.importorskip("matplotlib").use("agg")
+    if "to_pandas" in (ROOT / page).read_text():
+        for name in ("pandas", "pyarrow", "awkward"):
+            pytest.importorskip(name)
     (tmp_path / "data").symlink_to(ROOT / "data")
     (tmp_path / "docs").mkdir()
     monkeypatch.chdir(tmp_path)
