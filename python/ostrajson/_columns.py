@@ -170,8 +170,8 @@ class Columns(Mapping[str, Any]):
         Args:
             dtype_backend: As of pandas' own readers. "numpy": NumPy dtypes, pandas' own for texts,
                 and nullable ones (Int64, UInt64, boolean) only for integers and booleans where rows
-                are missing, for no NumPy dtype holds these exactly. "numpy_nullable": nullable ones
-                for all, whether rows are missing or not.
+                are missing, since no NumPy dtype holds these exactly. "numpy_nullable": nullable
+                ones for all, whether rows are missing or not. "pyarrow": Arrow's types.
 
         Returns:
             A frame with one row a record. Ragged fields and those of k values a row become arrays

@@ -135,7 +135,7 @@ void ArrowCells::setType(std::string_view format) {
         std::from_chars(format.data() + 3, format.data() + format.size(), width_);
     } else if (!(format.size() == 1 && setNumber(format[0])) && !setTime(format)) {
         PyErr_Format(PyExc_TypeError,
-                     "values: expected numbers, booleans, texts, times, lists or structs, not "
+                     "expected numbers, booleans, texts, times, lists or structs, not "
                      "Arrow's type %s",
                      schema_->format);
         throw nb::python_error();

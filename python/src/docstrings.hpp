@@ -200,8 +200,10 @@ Raises:
 inline constexpr const char* dumps = R"(Return an object as JSON text.
 
 Takes dict, list, tuple, str, int, float, bool and None, NumPy's arrays (as nested lists; masked
-elements as null) and scalars, datetime64 (as ISO 8601), Document and Nodes. Doubles have the fewest
-digits that read back to the same bits. Numbers of an array stand on one line.
+elements as null) and scalars, datetime64 (as ISO 8601), Document and Nodes; Series, columns and
+frames of pandas, polars and whatever else has Arrow's PyCapsule interface, frames as arrays of one
+object a row, times as ISO 8601. Doubles have the fewest digits that read back to the same bits.
+Numbers of an array, and all that comes by Arrow, stand on one line.
 
 Args:
     obj: The object.
