@@ -182,7 +182,7 @@ std::uint64_t ArrowCells::natural(std::size_t i) const {
     return isDictionary_ ? children_.front().natural(position(i)) : position(i);
 }
 
-/// The number as it is held; of a dictionary, where the value is, which is never negative.
+/// The number as it is held; of a dictionary, the position of the value, which is never negative.
 std::uint64_t ArrowCells::position(std::size_t i) const {
     switch (width_) {
     case 1:

@@ -24,7 +24,7 @@ struct ArrowValues {
 
 /// Distinct texts, and which of them each value of a column is.
 struct Encoded {
-    std::vector<std::int32_t> codes; ///< one a value; -1 where it is missing
+    std::vector<std::int32_t> codes; ///< one a value; -1 if it is missing
     SharedColumn texts;              ///< in order of first appearance
 };
 
@@ -42,7 +42,7 @@ SharedColumn withoutObjects(const ostra::io::json::columns::Column& column);
 /// large_list or fixed_size_list of these. JSON texts have the extension type arrow.json.
 /// @param isFilled  whether no value counts as missing, for all hold one.
 /// @param other     what the values are to be instead; of numbers.
-/// Cost: linear in the rows where rows are missing or booleans; else constant.
+/// Cost: linear in the rows if rows are missing or booleans; else constant.
 ArrowParts toArrow(const SharedColumn& column, std::string name, bool isFilled,
                    ArrowValues other = {});
 
