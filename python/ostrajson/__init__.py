@@ -4,6 +4,8 @@
 give a whole document, `loads` and `dumps` plain Python objects. `describe` shows what a file holds.
 """
 
+from typing import TYPE_CHECKING, Any
+
 from ._columns import Column, Columns, Field, Ragged, RawText
 from ._core import Cursor, Document, Nodes, __version__, dumpb, dumps, loads, parse
 from ._describe import describe
@@ -12,6 +14,9 @@ from ._errors import ColumnTypeError, JSONDecodeError, PointerError, StaleNodesE
 from ._everyday import dump
 from ._reading import iter_columns, read_columns
 from ._types import Kind, NodeData, NumberClass
+
+if TYPE_CHECKING:
+    from . import dask as dask
 
 __all__ = [
     "Column",
@@ -40,3 +45,12 @@ __all__ = [
     "read",
     "read_columns",
 ]
+
+
+def __getattr__(name: str) -> Any:
+    """Import what needs other packages when it is first used."""
+    if name == "dask":
+        from importlib import import_module
+
+        return import_module(".dask", __name__)
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")

@@ -1,0 +1,172 @@
+"""Reading parts of files as pandas frames that are alike in all parts."""
+
+from __future__ import annotations
+
+import dataclasses
+import logging
+from collections.abc import Iterator, Sequence
+from contextlib import contextmanager
+from typing import TYPE_CHECKING, Any
+
+import numpy as np
+
+from ._columns import Columns, Field, _name
+from ._errors import ColumnTypeError, JSONDecodeError
+from ._parts import Files, LinesOfRange, Part
+from ._reading import iter_columns, read_columns
+
+if TYPE_CHECKING:
+    import pandas as pd
+
+    from ._core import _Column
+
+__all__ = ["PartReader"]
+
+_logger = logging.getLogger("ostrajson.dask")
+
+
+@dataclasses.dataclass(frozen=True)
+class PartReader:
+    """Reads parts as pandas frames: what a task calls.
+
+    Attributes:
+        texts: The dtype of texts, as the client has it: a worker's settings may differ.
+    """
+
+    files: Files
+    fields: dict[str, Field]
+    options: dict[str, Any]
+    texts: Any
+
+    def settled(self, part: Part, sample: int) -> PartReader:
+        """Give each field the dtype that it has in the beginning of a part."""
+        fields = dict(self.fields)
+        is_open = {name for name, one in fields.items() if _name(one.dtype) in ("any", "number")}
+        is_open |= {name for name in fields if fields[name].dtype is None}
+        if is_open:
+            with _located(self, part), self.files.opened(part) as source:
+                for columns in iter_columns(
+                    source,
+                    {name: fields[name] for name in is_open},
+                    batch_bytes=sample,
+                    **{**self.options, "keys": None},
+                ):
+                    for name in [name for name in columns if name in is_open]:
+                        if (columns.element_state[name] == 0).any():
+                            fields[name] = _pinned(fields[name], columns._columns[name])
+                            is_open.remove(name)
+                    if not is_open:
+                        break
+        if is_open:
+            where = self.files.describe(part)
+            raise ValueError(f"field {min(is_open)!r} has no value in {where}: give its dtype")
+        return dataclasses.replace(self, fields=fields)
+
+    def meta(self) -> pd.DataFrame:
+        """Return a frame without rows."""
+        keys = self.options["keys"]
+        options = {**self.options, "records": "", "lines": keys is None}
+        return self._frame(read_columns(b"{}" if keys else b"", self.fields, **options))
+
+    def __call__(self, part: Part, columns: Sequence[str]) -> pd.DataFrame:
+        """Read a part. Dask narrows `columns` to what a computation needs, down to none."""
+        keys = self.options["keys"]
+        options = {**self.options, "keys": keys if keys in columns else None}
+        fields = {name: self.fields[name] for name in columns if name in self.fields}
+        with _located(self, part), self.files.opened(part) as source:
+            read = read_columns(source, fields, **options)
+            if read.bad_lines:
+                _logger.warning(
+                    "%s: skipped %d lines that are not JSON, the first: %s",
+                    self.files.describe(part), read.bad_lines, read.errors[0],
+                )  # fmt: skip
+            return self._frame(read)[list(columns)]
+
+    def _frame(self, columns: Columns) -> pd.DataFrame:
+        frame = columns.to_pandas()
+        wanted = {name: self._dtype(name, columns) for name in columns}
+        return frame.astype({name: one for name, one in wanted.items() if frame[name].dtype != one})
+
+    def _dtype(self, name: str, columns: Columns) -> Any:
+        """Return the dtype of a column, whatever is missing from it."""
+        import pandas as pd
+
+        column, field = columns._columns[name], columns.fields[name]
+        if column.layout != "scalar" or _name(field.dtype) == "object":
+            return np.dtype(object)
+        if column.kind in ("str", "json"):
+            return self.texts
+        asked = _name(field.dtype)
+        dtype = np.dtype(column.kind if asked in ("any", "number") else asked)
+        if dtype.kind == "f" or field.fill is not None or field.missing == "raise":
+            return dtype
+        nullable = {
+            "b": "boolean",
+            "i": f"Int{8 * dtype.itemsize}",
+            "u": f"UInt{8 * dtype.itemsize}",
+        }
+        return pd.api.types.pandas_dtype(nullable[dtype.kind])
+
+    def first_byte(self, part: Part) -> int:
+        """Return where the text of a part begins in its file."""
+        with self.files.opened(part) as source:
+            return source.begin if isinstance(source, LinesOfRange) else 0
+
+    def byte_of(self, part: Part, record: int) -> int:
+        """Return where in its file a record of JSON Lines begins; reads the part once more."""
+        at = self.first_byte(part)
+        with self.files.opened(part) as source, _file(source) as file:
+            for line in _split(file):
+                record -= self._is_record(line)
+                if record < 0:
+                    break
+                at += len(line)
+        return at
+
+    def _is_record(self, line: bytes) -> bool:
+        if self.options["on_error"] == "raise":
+            return not line.isspace()
+        return read_columns(line, {}, **self.options).rows > 0
+
+
+def _pinned(field: Field, column: _Column) -> Field:
+    """Return a field that asks for what a column holds."""
+    shape = "flatten" if field.shape is None and column.layout == "list" else field.shape
+    return dataclasses.replace(field, dtype=column.kind, shape=shape)
+
+
+@contextmanager
+def _file(source: Any) -> Iterator[Any]:
+    if isinstance(source, str):
+        with open(source, "rb") as file:
+            yield file
+    else:
+        yield source
+
+
+def _split(file: Any) -> Iterator[bytes]:
+    """Give the lines of a file that need not be more than readable."""
+    rest = b""
+    while chunk := file.read(1 << 16):
+        *lines, rest = (rest + chunk).split(b"\n")
+        yield from (line + b"\n" for line in lines)
+    yield rest
+
+
+@contextmanager
+def _located(reader: PartReader, part: Part) -> Iterator[None]:
+    """Let errors say where in a file they are."""
+    try:
+        yield
+    except JSONDecodeError as error:
+        raise JSONDecodeError(
+            error.msg, error.doc, reader.first_byte(part) + error.pos, error.lineno, error.colno,
+            reader.files.describe(part), error.record,
+        ) from None  # fmt: skip
+    except ColumnTypeError as error:
+        where = f"{reader.files.describe(part)}, record {error.row}"
+        if reader.options["lines"]:
+            where += f", which begins at byte {reader.byte_of(part, error.row)}"
+        raise ColumnTypeError(
+            f"{where}: {error}", error.field, error.row, error.kind, error.wanted
+        ) from None

@@ -1,0 +1,198 @@
+"""Columns of many files, by many machines: data frames of Dask, and JSON Lines from them.
+
+Dask alone decides what runs where and when, and runs again what was lost. Needs the packages dask
+(with its extra "dataframe") and, for other than local files, those that fsspec names.
+
+Costs: a task reads its part of a file as a stream, so that a worker holds the columns that its task
+was asked for and a few MB, whatever `blocksize` is. Of its fields a task extracts those only that
+the computation needs.
+"""
+
+from __future__ import annotations
+
+from collections.abc import Callable
+from typing import Any, Literal
+
+from ._columns import FieldsLike, parse_fields
+from ._core import dumpb
+from ._part_reader import PartReader
+from ._parts import find_parts, make_folders, write_whole
+
+try:
+    import dask
+    import dask.dataframe as dd
+    import pandas as pd
+    from dask.dataframe.utils import pyarrow_strings_enabled
+    from dask.utils import parse_bytes
+except ImportError as error:
+    raise ImportError('ostrajson.dask needs the package "dask[dataframe]"') from error
+
+__all__ = ["read_columns", "write_json_lines"]
+
+
+def read_columns(
+    urlpath: Any,
+    fields: FieldsLike,
+    *,
+    blocksize: int | str | None = "64MiB",
+    lines: bool = False,
+    records: str = "",
+    keys: str | None = None,
+    dtype: Any = None,
+    missing: Literal["mask", "raise"] = "mask",
+    fill: Any = None,
+    on_error: Literal["raise", "skip"] = "raise",
+    comments: bool = False,
+    trailing_commas: bool = False,
+    allow_nan: bool = False,
+    big_int: Literal["exact", "float"] = "exact",
+    compression: str | None = "infer",
+    storage_options: dict[str, Any] | None = None,
+    sample: int | str = "4MiB",
+    threads: int = 1,
+) -> dd.DataFrame:
+    """Read fields of the records of many files as a Dask data frame.
+
+    Nothing but the beginning of the first file is read at once, and that only where a field has no
+    dtype. What that settles holds for all files: a value that does not fit is an error.
+
+    Args:
+        urlpath: A path, a URL for fsspec such as s3://bucket/x-*.jsonl, a pattern, or a list of
+            them. Files that a pattern finds come in natural order (2 before 10).
+        fields: As of `ostrajson.read_columns`.
+        blocksize: Bytes a partition of JSON Lines, about; a line belongs to the partition in which
+            it begins. None for one partition a file, which compressed files and arrays of records
+            always are.
+        lines: As of `ostrajson.read_columns`.
+        records: As of `ostrajson.read_columns`.
+        keys: As of `ostrajson.read_columns`.
+        dtype: As of `ostrajson.read_columns`.
+        missing: As of `ostrajson.read_columns`.
+        fill: As of `ostrajson.read_columns`.
+        on_error: As of `ostrajson.read_columns`; a worker logs how many lines it skipped.
+        comments: As of `ostrajson.read_columns`.
+        trailing_commas: As of `ostrajson.read_columns`.
+        allow_nan: As of `ostrajson.read_columns`.
+        big_int: As of `ostrajson.read_columns`.
+        compression: "infer" from the name (.gz and others that fsspec knows), a name of fsspec's,
+            or None.
+        storage_options: What fsspec is to be given for the file system.
+        sample: Bytes of the first partition that settle dtypes, about; more of it is read only for
+            fields that have no value there.
+        threads: How many threads a task may use. Dask runs a task on each thread of a worker.
+
+    Returns:
+        A frame of unknown divisions, each partition indexed from 0. Dtypes depend on the kind of a
+        column alone, not on what is missing in a partition: float64; Int64, UInt64 and boolean,
+        or NumPy's where a row cannot be missing for `fill` or missing="raise"; for texts those of
+        Dask's setting "dataframe.convert-string"; object for all else.
+
+    Raises:
+        ValueError: If a field has no dtype, nor a value in the first partition.
+        FileNotFoundError: If there are no files.
+        JSONDecodeError: If the text is not JSON; also when partitions are computed. `pos` and
+            `record` then count from the start of the file and of its partition; the message names
+            the file and the partition's bytes.
+        ColumnTypeError: If a value does not fit its column; likewise. The message names the file,
+            the record within the partition and, of JSON Lines, the byte of the file at which that
+            record begins.
+    """
+    block = None if blocksize is None or not lines else _bytes(blocksize, "blocksize")
+    files, parts = find_parts(urlpath, block, compression, dict(storage_options or {}))
+    options = {
+        "lines": lines, "records": records, "keys": keys, "on_error": on_error,
+        "comments": comments, "trailing_commas": trailing_commas, "allow_nan": allow_nan,
+        "big_int": big_int, "threads": threads,
+    }  # fmt: skip
+    reader = PartReader(files, parse_fields(fields, dtype, missing, fill), options, _text_dtype())
+    reader = reader.settled(parts[0], _bytes(sample, "sample"))
+    # Dask would make texts of all objects, lists and dicts among them.
+    with dask.config.set({"dataframe.convert-string": False}):
+        return dd.from_map(reader, parts, meta=reader.meta(), label="read-json-columns")
+
+
+def _bytes(given: int | str, name: str) -> int:
+    size = int(parse_bytes(given))
+    if size < 1:
+        raise ValueError(f"{name}: expected 1 byte or more, not {given!r}")
+    return size
+
+
+def _text_dtype() -> Any:
+    return pd.StringDtype("pyarrow") if pyarrow_strings_enabled() else pd.Series([""]).dtype
+
+
+def write_json_lines(
+    frame: dd.DataFrame,
+    path: str,
+    *,
+    compression: str | None = "infer",
+    storage_options: dict[str, Any] | None = None,
+    name_function: Callable[[int], str] | None = None,
+    allow_nan: bool = False,
+    compute: bool = True,
+) -> list[Any]:
+    """Write a Dask data frame as JSON Lines, one file a partition.
+
+    Each row becomes an object of the columns' names and values, null where a value is missing; the
+    index is not written. A local file appears only when all of it is written: a worker that is lost
+    leaves none in part, and its partition is written again.
+
+    Args:
+        frame: A Dask data frame.
+        path: A pattern such as s3://bucket/x-*.jsonl.gz in which * becomes the number of the
+            partition, or a folder (made where there is none) for files *.jsonl.
+        compression: As of `read_columns`.
+        storage_options: As of `read_columns`.
+        name_function: Makes of a partition's number what stands for *; the default pads numbers
+            with zeros so that their names sort as they do.
+        allow_nan: Whether to write infinities as words instead of null.
+        compute: Whether to write now.
+
+    Returns:
+        The files written; a Dask delayed each if `compute` is false.
+    """
+    pattern = path if "*" in path else f"{path.rstrip('/')}/*.jsonl"
+    width = len(str(frame.npartitions - 1))
+    name = name_function or (lambda i: f"{i:0{width}}")
+    targets = [pattern.replace("*", name(i)) for i in range(frame.npartitions)]
+    options = dict(storage_options or {})
+    make_folders(targets, options)
+    write = dask.delayed(_write, name="write-json-lines")
+    parts: list[Any] = [
+        write(part, target, compression, options, allow_nan)
+        for part, target in zip(frame.to_delayed(), targets, strict=True)
+    ]
+    if not compute:
+        return parts
+    written: tuple[Any, ...] = dask.compute(*parts)
+    return list(written)
+
+
+def _write(
+    frame: pd.DataFrame, url: str, compression: str | None, options: dict[str, Any], allow_nan: bool
+) -> str:
+    names = [str(name) for name in frame.columns]
+    values = [_plain(frame.iloc[:, i]) for i in range(len(names))]
+    rows = zip(*values, strict=True) if names else [()] * len(frame)
+    lines = [
+        dumpb(dict(zip(names, row, strict=True)), allow_nan=allow_nan, default=_default)
+        for row in rows
+    ]
+    lines.append(b"")
+    write_whole(url, b"\n".join(lines), compression, options)
+    return url
+
+
+def _plain(column: pd.Series) -> list[Any]:
+    """Return the values of a column as Python has them, None for missing ones."""
+    values = column.astype(object)
+    return values.where(values.notna(), None).tolist()
+
+
+def _default(value: Any) -> Any:
+    """Turn what is no JSON value into one: arrays into lists, times into ISO 8601."""
+    for name in ("tolist", "isoformat"):
+        if hasattr(value, name):
+            return getattr(value, name)()
+    return str(value)
