@@ -6,6 +6,7 @@ import dataclasses
 import logging
 from collections.abc import Iterator, Sequence
 from contextlib import contextmanager
+from itertools import islice
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
@@ -21,6 +22,9 @@ if TYPE_CHECKING:
     from ._core import _Column
 
 __all__ = ["PartReader"]
+
+# How many batches settle dtypes at most.
+_SAMPLES = 16
 
 _logger = logging.getLogger("ostrajson.dask")
 
@@ -38,29 +42,34 @@ class PartReader:
     options: dict[str, Any]
     texts: Any
 
-    def settled(self, part: Part, sample: int) -> PartReader:
-        """Give each field the dtype that it has in the beginning of a part."""
+    def settled(self, parts: Sequence[Part], sample: int) -> PartReader:
+        """Give each field the dtype that it has in the beginning of the files."""
         fields = dict(self.fields)
         is_open = {name for name, one in fields.items() if _name(one.dtype) in ("any", "number")}
-        is_open |= {name for name in fields if fields[name].dtype is None}
         if is_open:
-            with _located(self, part), self.files.opened(part) as source:
-                for columns in iter_columns(
-                    source,
-                    {name: fields[name] for name in is_open},
-                    batch_bytes=sample,
-                    **{**self.options, "keys": None},
-                ):
-                    for name in [name for name in columns if name in is_open]:
-                        if (columns.element_state[name] == 0).any():
-                            fields[name] = _pinned(fields[name], columns._columns[name])
-                            is_open.remove(name)
-                    if not is_open:
-                        break
-        if is_open:
-            where = self.files.describe(part)
-            raise ValueError(f"field {min(is_open)!r} has no value in {where}: give its dtype")
+            wanted = {name: fields[name] for name in is_open}
+            for columns in islice(self._batches(parts, wanted, sample), _SAMPLES):
+                for name in sorted(is_open):
+                    if (columns.element_state[name] == 0).any():
+                        fields[name] = _pinned(fields[name], columns._columns[name])
+                        is_open.remove(name)
+                if not is_open:
+                    break
+            else:
+                where = self.files.describe(parts[0])
+                raise ValueError(
+                    f"field {min(is_open)!r} has no value in the beginning of {where}: give its dtype"
+                )
         return dataclasses.replace(self, fields=fields)
+
+    def _batches(
+        self, parts: Sequence[Part], fields: dict[str, Field], size: int
+    ) -> Iterator[Columns]:
+        """Read files, from the first on, whole and in batches of some bytes."""
+        options = {**self.options, "keys": None}
+        for part in [dataclasses.replace(one, end=None) for one in parts if one.start == 0]:
+            with _located(self, part), self.files.opened(part) as source:
+                yield from iter_columns(source, fields, batch_bytes=size, **options)
 
     def meta(self) -> pd.DataFrame:
         """Return a frame without rows."""

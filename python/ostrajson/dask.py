@@ -53,8 +53,8 @@ def read_columns(
 ) -> dd.DataFrame:
     """Read fields of the records of many files as a Dask data frame.
 
-    Nothing but the beginning of the first file is read at once, and that only where a field has no
-    dtype. What that settles holds for all files: a value that does not fit is an error.
+    At once only the beginning of the first file is read, and only if a field has no dtype. What
+    that settles holds for all files: a value that does not fit is an error.
 
     Args:
         urlpath: A path, a URL for fsspec such as s3://bucket/x-*.jsonl, a pattern, or a list of
@@ -77,8 +77,8 @@ def read_columns(
         compression: "infer" from the name (.gz and others that fsspec knows), a name of fsspec's,
             or None.
         storage_options: What fsspec is to be given for the file system.
-        sample: Bytes of the first partition that settle dtypes, about; more of it is read only for
-            fields that have no value there.
+        sample: Bytes of the first file that settle dtypes, about. Where a field has no value in
+            them, up to 16 times as many are read, also of the files behind.
         threads: How many threads a task may use. Dask runs a task on each thread of a worker.
 
     Returns:
@@ -88,7 +88,7 @@ def read_columns(
         Dask's setting "dataframe.convert-string"; object for all else.
 
     Raises:
-        ValueError: If a field has no dtype, nor a value in the first partition.
+        ValueError: If a field has no dtype, nor a value in the beginning.
         FileNotFoundError: If there are no files.
         JSONDecodeError: If the text is not JSON; also when partitions are computed. `pos` and
             `record` then count from the start of the file and of its partition; the message names
@@ -105,7 +105,7 @@ def read_columns(
         "big_int": big_int, "threads": threads,
     }  # fmt: skip
     reader = PartReader(files, parse_fields(fields, dtype, missing, fill), options, _text_dtype())
-    reader = reader.settled(parts[0], _bytes(sample, "sample"))
+    reader = reader.settled(parts, _bytes(sample, "sample"))
     # Dask would make texts of all objects, lists and dicts among them.
     with dask.config.set({"dataframe.convert-string": False}):
         return dd.from_map(reader, parts, meta=reader.meta(), label="read-json-columns")
@@ -165,8 +165,7 @@ def write_json_lines(
     ]
     if not compute:
         return parts
-    written: tuple[Any, ...] = dask.compute(*parts)
-    return list(written)
+    return [*dask.compute(*parts)]
 
 
 def _write(
@@ -187,7 +186,7 @@ def _write(
 def _plain(column: pd.Series) -> list[Any]:
     """Return the values of a column as Python has them, None for missing ones."""
     values = column.astype(object)
-    return values.where(values.notna(), None).tolist()
+    return list(values.where(values.notna(), None))
 
 
 def _default(value: Any) -> Any:
