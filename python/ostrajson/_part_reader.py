@@ -11,8 +11,9 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
-from ._columns import Columns, Field, _name
+from ._columns import Column, Columns
 from ._errors import ColumnTypeError, JSONDecodeError
+from ._fields import Field, type_name
 from ._parts import Files, LinesOfRange, Part
 from ._reading import iter_columns, read_columns
 
@@ -45,7 +46,9 @@ class PartReader:
     def settled(self, parts: Sequence[Part], sample: int) -> PartReader:
         """Give each field the dtype that it has in the beginning of the files."""
         fields = dict(self.fields)
-        is_open = {name for name, one in fields.items() if _name(one.dtype) in ("any", "number")}
+        is_open = {
+            name for name, one in fields.items() if type_name(one.dtype) in ("any", "number")
+        }
         if is_open:
             wanted = {name: fields[name] for name in is_open}
             for columns in islice(self._batches(parts, wanted, sample), _SAMPLES):
@@ -58,7 +61,7 @@ class PartReader:
             else:
                 where = self.files.describe(parts[0])
                 raise ValueError(
-                    f"field {min(is_open)!r} has no value in the beginning of {where}: give its dtype"
+                    f"field {min(is_open)!r}: no value at the beginning of {where}: give a dtype"
                 )
         return dataclasses.replace(self, fields=fields)
 
@@ -72,10 +75,13 @@ class PartReader:
                 yield from iter_columns(source, fields, batch_bytes=size, **options)
 
     def meta(self) -> pd.DataFrame:
-        """Return a frame without rows."""
+        """Return a frame without rows; which categories there are shows only later."""
+        from dask.dataframe.utils import clear_known_categories
+
         keys = self.options["keys"]
         options = {**self.options, "records": "", "lines": keys is None}
-        return self._frame(read_columns(b"{}" if keys else b"", self.fields, **options))
+        empty = self._frame(read_columns(b"{}" if keys else b"", self.fields, **options))
+        return clear_known_categories(empty)
 
     def __call__(self, part: Part, columns: Sequence[str]) -> pd.DataFrame:
         """Read a part. Dask narrows `columns` to what a computation needs, down to none."""
@@ -93,28 +99,25 @@ class PartReader:
 
     def _frame(self, columns: Columns) -> pd.DataFrame:
         frame = columns.to_pandas()
-        wanted = {name: self._dtype(name, columns) for name in columns}
-        return frame.astype({name: one for name, one in wanted.items() if frame[name].dtype != one})
+        dtypes = {name: self._dtype(columns.column(name)) for name in columns}
+        return frame.astype(
+            {name: one for name, one in dtypes.items() if one not in (None, frame[name].dtype)}
+        )
 
-    def _dtype(self, name: str, columns: Columns) -> Any:
-        """Return the dtype of a column, whatever is missing from it."""
+    def _dtype(self, column: Column) -> Any:
+        """Return the dtype of a column, whatever is missing from it; None for that which it has."""
         import pandas as pd
 
-        column, field = columns._columns[name], columns.fields[name]
-        if column.layout != "scalar" or _name(field.dtype) == "object":
-            return np.dtype(object)
-        if column.kind in ("str", "json"):
+        field, kind, asked = column.field, column._column.kind, type_name(column.field.dtype)
+        if column._column.layout != "scalar" or asked in ("object", "category"):
+            return None
+        if kind in ("str", "json"):
             return self.texts
-        asked = _name(field.dtype)
-        dtype = np.dtype(column.kind if asked in ("any", "number") else asked)
+        dtype = np.dtype(kind if asked in ("any", "number") else asked)
         if dtype.kind == "f" or field.fill is not None or field.missing == "raise":
             return dtype
-        nullable = {
-            "b": "boolean",
-            "i": f"Int{8 * dtype.itemsize}",
-            "u": f"UInt{8 * dtype.itemsize}",
-        }
-        return pd.api.types.pandas_dtype(nullable[dtype.kind])
+        names = {"b": "boolean", "i": f"Int{8 * dtype.itemsize}", "u": f"UInt{8 * dtype.itemsize}"}
+        return pd.api.types.pandas_dtype(names[dtype.kind])
 
     def first_byte(self, part: Part) -> int:
         """Return where the text of a part begins in its file."""

@@ -97,15 +97,19 @@ def test_ranges_of_any_size_give_every_record_once(folder, blocksize):
 
 
 def test_dtypes_are_alike_whatever_is_missing(folder):
-    fields = {**FIELDS, "small": oj.Field("/id", "int16", fill=-1), "word": ("/at", "json")}
+    fields = {**FIELDS, "small": oj.Field("/id", "int16", fill=-1), "word": ("/at", "json"),
+              "kind": ("/name", "category")}  # fmt: skip
     frame = oj.dask.read_columns(str(folder / "x-*"), fields, lines=True, blocksize=300)
     dtypes = {"id": "Int64", "x": "float64", "name": "string", "ok": "boolean", "s": "object",
-              "small": "int16", "word": "string"}  # fmt: skip
+              "small": "int16", "word": "string", "kind": "category"}  # fmt: skip
     parts = dask.compute(*frame.to_delayed())
     assert len(parts) == frame.npartitions > 50
     assert {part["id"].isna().any() for part in parts if len(part)} == {True, False}
     for part in [frame, *parts]:
         assert {name: str(dtype) for name, dtype in part.dtypes.items()} == dtypes
+    assert (
+        frame["kind"].value_counts().compute()["né 3"] == frame["name"].compute().eq("né 3").sum()
+    )
     with dask.config.set({"dataframe.convert-string": False}):
         kept = oj.dask.read_columns(folder / "x-1.jsonl", ["/name"], lines=True)
     assert kept.dtypes["/name"] == kept.compute().dtypes["/name"] == pd.Series(["x"]).dtype
@@ -118,7 +122,7 @@ def test_dtypes_are_alike_whatever_is_missing(folder):
         (lambda frame: frame[frame["ok"]]["x"].sum(), ["x", "ok"]),
         (lambda frame: frame.groupby("name")["id"].max(), ["id", "name"]),
         (lambda frame: frame[["s", "x"]], ["x", "s"]),
-        (lambda frame: len(frame["ok"]), ["ok"]),
+        (lambda frame: frame["ok"].size, ["ok"]),
     ],
 )
 def test_only_the_fields_in_use_are_extracted(folder, monkeypatch, use, columns):
@@ -184,7 +188,7 @@ def test_conflicts_name_file_record_and_byte(folder, caplog):
         folder / "x-*", FIELDS, lines=True, blocksize=2000, on_error="skip"
     )
     with caplog.at_level(logging.WARNING, "ostrajson.dask"):
-        assert len(skipping["x"]) == 300
+        assert skipping["x"].count().compute() == 299
     assert "skipped 1 lines" in caplog.text
     with pytest.raises(oj.ColumnTypeError, match=f"begins at byte {sum(map(len, lines[:71]))}:"):
         skipping["id"].sum().compute()
@@ -200,7 +204,7 @@ def test_what_cannot_be_settled_is_said_at_once(folder):
     for error, words, call in (
         (FileNotFoundError, "nothing", lambda: oj.dask.read_columns(folder / "nothing*", ["/a"])),
         (FileNotFoundError, "nothing", lambda: oj.dask.read_columns(folder / "nothing", ["/a"])),
-        (ValueError, "'/a' has no value in .*none.jsonl.*: give its dtype",
+        (ValueError, "'/a': no value at .*none.jsonl.*: give a dtype",
          lambda: oj.dask.read_columns(folder / "none.jsonl", ["/a"], lines=True)),
         (ValueError, "blocksize", lambda: oj.dask.read_columns(folder, ["/a"], lines=True, blocksize=0)),
         (oj.JSONDecodeError, "x-1.jsonl",
@@ -302,7 +306,7 @@ def test_an_object_store(folder, monkeypatch):
         wrong = oj.dask.read_columns(
             written, {"id": ("/name", int)}, lines=True, storage_options=options
         )
-        with pytest.raises(oj.ColumnTypeError, match=r"^s3://bucket/y/0\.jsonl, bytes 0 to"):
+        with pytest.raises(oj.ColumnTypeError, match=r"^s3://bucket/y/\d\.jsonl, bytes 0 to"):
             wrong.compute()
     finally:
         server.stop()
