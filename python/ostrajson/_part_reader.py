@@ -43,6 +43,14 @@ class PartReader:
     options: dict[str, Any]
     texts: Any
 
+    def with_fields_of(self, part: Part, sample: int, **search: Any) -> PartReader:
+        """Take the fields that the beginning of a file has, or a whole document."""
+        part = dataclasses.replace(part, end=sample if self.options["lines"] else None)
+        with _located(self, part), self.files.opened(part) as source:
+            text = source.read() if isinstance(source, LinesOfRange) else source
+            found = read_columns(text, None, **search, **{**self.options, "keys": None})
+        return dataclasses.replace(self, fields=found.fields)
+
     def settled(self, parts: Sequence[Part], sample: int) -> PartReader:
         """Give each field the dtype that it has in the beginning of the files."""
         fields = dict(self.fields)

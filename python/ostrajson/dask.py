@@ -3,9 +3,9 @@
 Dask alone decides what runs where and when, and runs again what was lost. Needs the packages dask
 (with its extra "dataframe") and, for other than local files, those that fsspec names.
 
-Costs: a task reads its part of a file as a stream, so that a worker holds the columns that its task
-was asked for and a few MB, whatever `blocksize` is. Of its fields a task extracts those only that
-the computation needs.
+Costs: a task reads its part of a file as a stream: each thread of a worker holds the columns of one
+partition and about 8 MB, never the text. Dask lets a task extract only those fields that the
+computation needs, except for len(), which extracts them all.
 """
 
 from __future__ import annotations
@@ -32,7 +32,7 @@ __all__ = ["read_columns", "write_json_lines"]
 
 def read_columns(
     urlpath: Any,
-    fields: FieldsLike,
+    fields: FieldsLike | None = None,
     *,
     blocksize: int | str | None = "64MiB",
     lines: bool = False,
@@ -50,6 +50,9 @@ def read_columns(
     storage_options: dict[str, Any] | None = None,
     sample: int | str = "4MiB",
     threads: int = 1,
+    max_depth: int | None = None,
+    max_fields: int = 10_000,
+    sep: str = ".",
 ) -> dd.DataFrame:
     """Read fields of the records of many files as a Dask data frame.
 
@@ -59,7 +62,8 @@ def read_columns(
     Args:
         urlpath: A path, a URL for fsspec such as s3://bucket/x-*.jsonl, a pattern, or a list of
             them. Files that a pattern finds come in natural order (2 before 10).
-        fields: As of `ostrajson.read_columns`.
+        fields: As of `ostrajson.read_columns`. None finds them in the first `sample` bytes of JSON
+            Lines, or in the first file: those that appear only later are not columns.
         blocksize: Bytes a partition of JSON Lines, about; a line belongs to the partition in which
             it begins. None for one partition a file, which compressed files and arrays of records
             always are.
@@ -80,6 +84,9 @@ def read_columns(
         sample: Bytes of the first file that settle dtypes, about. Where a field has no value in
             them, up to 16 times as many are read, also of the files behind.
         threads: How many threads a task may use. Dask runs a task on each thread of a worker.
+        max_depth: As of `ostrajson.read_columns`.
+        max_fields: As of `ostrajson.read_columns`.
+        sep: As of `ostrajson.read_columns`.
 
     Returns:
         A frame of unknown divisions, each partition indexed from 0. Dtypes depend on the kind of a
@@ -104,8 +111,15 @@ def read_columns(
         "comments": comments, "trailing_commas": trailing_commas, "allow_nan": allow_nan,
         "big_int": big_int, "threads": threads,
     }  # fmt: skip
-    reader = PartReader(files, parse_fields(fields, dtype, missing, fill), options, _text_dtype())
-    reader = reader.settled(parts, _bytes(sample, "sample"))
+    size = _bytes(sample, "sample")
+    parsed = {} if fields is None else parse_fields(fields, dtype, missing, fill)
+    reader = PartReader(files, parsed, options, _text_dtype())
+    if fields is None:
+        reader = reader.with_fields_of(
+            parts[0], size, dtype=dtype, missing=missing, fill=fill,
+            max_depth=max_depth, max_fields=max_fields, sep=sep,
+        )  # fmt: skip
+    reader = reader.settled(parts, size)
     # Dask would make texts of all objects, lists and dicts among them.
     with dask.config.set({"dataframe.convert-string": False}):
         return dd.from_map(reader, parts, meta=reader.meta(), label="read-json-columns")

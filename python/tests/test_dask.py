@@ -222,6 +222,20 @@ def test_what_cannot_be_settled_is_said_at_once(folder):
     assert as_rows(late) == [(None,)] * 9 + [([2],)]
 
 
+def test_fields_are_found_at_the_beginning(folder):
+    found = oj.dask.read_columns(folder / "x-*", lines=True, blocksize=500)
+    assert list(found) == ["id", "at.x", "name", "ok", "s"]
+    assert as_rows(found) == expected_rows(make_records(300))
+    (folder / "x-2.jsonl").write_bytes(b'{"id":1,"new":true}\n')
+    assert "new" not in oj.dask.read_columns(folder / "x-*", lines=True)
+    (folder / "a.json").write_text(json.dumps({"r": make_records(20)}))
+    for options in ({"max_depth": 1}, {"sep": "/"}):
+        array = oj.dask.read_columns(folder / "a.json", records="/r", **options)
+        whole = oj.read_columns(folder / "a.json", records="/r", **options)
+        assert list(array) == list(whole)
+        assert len(array) == 20
+
+
 @pytest.mark.parametrize("pattern", ["out", "out/y-*.jsonl.gz"])
 def test_what_is_written_is_read_again(folder, pattern):
     frame = oj.dask.read_columns(folder / "x-*", FIELDS, lines=True, blocksize=1500)
