@@ -240,7 +240,9 @@ def report(folder: pathlib.Path) -> None:
             page += ["", f"### {workers}", "", *head, *rows(best, own)]
         page += [
             "",
-            f"Two workers against one: {', '.join(gains)} times as fast.",
+            "Two workers against one, times as fast:",
+            *(f"{gain}," for gain in gains[:-1]),
+            f"{gains[-1]}.",
             "Where two fields are in use no more are extracted: a partition's frame then takes",
             f"{two[own + ', two fields in use']['partition']:.1f} MB instead of {two[own]['partition']:.1f}.",
         ]

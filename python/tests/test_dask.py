@@ -324,3 +324,11 @@ def test_an_object_store(folder, monkeypatch):
             wrong.compute()
     finally:
         server.stop()
+
+
+def test_the_page_prints_what_it_says(tmp_path, monkeypatch):
+    pytest.importorskip("distributed")
+    from test_docs import test_snippets_print_what_the_page_says as run_page
+
+    with dask.config.set(scheduler=None):
+        run_page("docs/many_files.md", tmp_path, monkeypatch)
