@@ -14,7 +14,7 @@ from collections.abc import Callable
 from typing import Any, Literal
 
 from ._columns import FieldsLike, parse_fields
-from ._core import dumpb
+from ._core import dumpb, parse
 from ._part_reader import PartReader
 from ._parts import find_parts, make_folders, write_whole
 
@@ -148,9 +148,10 @@ def write_json_lines(
 ) -> list[Any]:
     """Write a Dask data frame as JSON Lines, one file a partition.
 
-    Each row becomes an object of the columns' names and values, null where a value is missing; the
-    index is not written. A local file appears only when all of it is written: a worker that is lost
-    leaves none in part, and its partition is written again.
+    Each row becomes an object of the columns' names and values, null where a value is missing,
+    times as texts (ISO 8601); the index is not written. A file appears, locally and in object
+    stores, only when all of it is written: a worker that is lost leaves none in part, and its
+    partition is written again.
 
     Args:
         frame: A Dask data frame.
@@ -172,7 +173,7 @@ def write_json_lines(
     targets = [pattern.replace("*", name(i)) for i in range(frame.npartitions)]
     options = dict(storage_options or {})
     make_folders(targets, options)
-    write = dask.delayed(_write, name="write-json-lines")
+    write = dask.delayed(_write_json_lines)
     parts: list[Any] = [
         write(part, target, compression, options, allow_nan)
         for part, target in zip(frame.to_delayed(), targets, strict=True)
@@ -182,18 +183,19 @@ def write_json_lines(
     return [*dask.compute(*parts)]
 
 
-def _write(
+def _write_json_lines(
     frame: pd.DataFrame, url: str, compression: str | None, options: dict[str, Any], allow_nan: bool
 ) -> str:
-    names = [str(name) for name in frame.columns]
-    values = [_plain(frame.iloc[:, i]) for i in range(len(names))]
-    rows = zip(*values, strict=True) if names else [()] * len(frame)
-    lines = [
-        dumpb(dict(zip(names, row, strict=True)), allow_nan=allow_nan, default=_default)
-        for row in rows
-    ]
-    lines.append(b"")
-    write_whole(url, b"\n".join(lines), compression, options)
+    records: Any = frame.reset_index(drop=True)
+    try:
+        text = dumpb(records, allow_nan=allow_nan)
+    except (TypeError, ValueError):  # objects that have no one Arrow type
+        names = [str(name) for name in records.columns]
+        rows = zip(*(_plain(records[name]) for name in records), strict=True)
+        records = [dict(zip(names, row, strict=True)) for row in rows]
+        text = dumpb(records, allow_nan=allow_nan, default=_default)
+    lines = parse(text, allow_nan=allow_nan).dumpb(lines=True, allow_nan=allow_nan)
+    write_whole(url, lines, compression, options)
     return url
 
 
