@@ -243,7 +243,7 @@ def report(folder: pathlib.Path) -> None:
             "Two workers against one, times as fast:",
             *(f"{gain}," for gain in gains[:-1]),
             f"{gains[-1]}.",
-            "Where two fields are in use no more are extracted: a partition's frame then takes",
+            "If two fields are in use no more are extracted: a partition's frame then takes",
             f"{two[own + ', two fields in use']['partition']:.1f} MB instead of {two[own]['partition']:.1f}.",
         ]
     versions = ", ".join(f"{name} {version}" for name, version in facts["versions"].items())

@@ -84,7 +84,7 @@ class LinesOfRange:
     wherever they meet.
 
     Attributes:
-        begin: Where in the file its text begins; its end where no line begins in the range.
+        begin: Where in the file its text begins; its end if no line begins in the range.
     """
 
     def __init__(self, file: BinaryIO, start: int, end: int | None) -> None:
@@ -129,8 +129,7 @@ def find_parts(
 ) -> tuple[Files, list[Part]]:
     """List the files of a path, pattern or sequence of them, as parts of about `blocksize` bytes.
 
-    A file becomes one part where `blocksize` is None, where it is compressed, and where its size is
-    not known.
+    A file becomes one part if `blocksize` is None, it is compressed, or its size is not known.
 
     Raises:
         FileNotFoundError: If there is none; names the pattern.

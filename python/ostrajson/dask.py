@@ -81,7 +81,7 @@ def read_columns(
         compression: "infer" from the name (.gz and others that fsspec knows), a name of fsspec's,
             or None.
         storage_options: What fsspec is to be given for the file system.
-        sample: Bytes of the first file that settle dtypes, about. Where a field has no value in
+        sample: Bytes of the first file that settle dtypes, about. If a field has no value in
             them, up to 16 times as many are read, also of the files behind.
         threads: How many threads a task may use. Dask runs a task on each thread of a worker.
         max_depth: As of `ostrajson.read_columns`.
@@ -91,7 +91,7 @@ def read_columns(
     Returns:
         A frame of unknown divisions, each partition indexed from 0. Dtypes depend on the kind of a
         column alone, not on what is missing in a partition: float64; Int64, UInt64 and boolean,
-        or NumPy's where a row cannot be missing for `fill` or missing="raise"; for texts those of
+        or NumPy's if no row can be missing because of `fill` or missing="raise"; for texts those of
         Dask's setting "dataframe.convert-string"; object for all else.
 
     Raises:
@@ -148,7 +148,7 @@ def write_json_lines(
 ) -> list[Any]:
     """Write a Dask data frame as JSON Lines, one file a partition.
 
-    Each row becomes an object of the columns' names and values, null where a value is missing,
+    Each row becomes an object of the columns' names and values, null if a value is missing,
     times as texts (ISO 8601); the index is not written. A file appears, locally and in object
     stores, only when all of it is written: a worker that is lost leaves none in part, and its
     partition is written again.
@@ -156,7 +156,7 @@ def write_json_lines(
     Args:
         frame: A Dask data frame.
         path: A pattern such as s3://bucket/x-*.jsonl.gz in which * becomes the number of the
-            partition, or a folder (made where there is none) for files *.jsonl.
+            partition, or a folder (made if there is none) for files *.jsonl.
         compression: As of `read_columns`.
         storage_options: As of `read_columns`.
         name_function: Makes of a partition's number what stands for *; the default pads numbers
@@ -206,7 +206,7 @@ def _plain(column: pd.Series) -> list[Any]:
 
 
 def _default(value: Any) -> Any:
-    """Turn what is no JSON value into one: arrays into lists, times into ISO 8601."""
+    """Turn what is not a JSON value into one: arrays into lists, times into ISO 8601."""
     for name in ("tolist", "isoformat"):
         if hasattr(value, name):
             return getattr(value, name)()
