@@ -1,10 +1,14 @@
 #include "document/serialise.hpp"
 
+#include "base/parallel_loop.hpp"
+#include "document/text_in_rounds.hpp"
 #include "document/write_number.hpp"
 #include "document/write_string.hpp"
+#include "document/writing_plan.hpp"
 #include "platform/file_io.hpp"
 #include "platform/text_conversion.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -16,6 +20,7 @@ namespace {
 class CompactLayout {
 public:
     void openLevel() {}
+    void openLevels(std::size_t /*count*/) {}
     void closeLevel() {}
     char* startLine(TextBuffer& out, char* at) const { return out.reserve(at, entryRoom); }
     char* putColon(char* at) const {
@@ -30,6 +35,7 @@ public:
     explicit IndentedLayout(const std::string& indent)
         : character_(indent.empty() ? ' ' : indent.front()), perLevel_(indent.size()) {}
     void openLevel() { indentation_ += perLevel_; }
+    void openLevels(std::size_t count) { indentation_ += count * perLevel_; }
     void closeLevel() { indentation_ -= perLevel_; }
     char* startLine(TextBuffer& out, char* at) const {
         at = out.reserve(at, entryRoom + indentation_);
@@ -50,26 +56,6 @@ private:
     std::size_t perLevel_;
     std::size_t indentation_ = 0;
 };
-
-/// The entries of a container that are still to be written: members of an object, elements of an
-/// array.
-struct Entries {
-    const void* next;
-    const void* end;
-    bool ofObject;
-};
-
-Entries entriesOf(const rapidjson::Value& container) {
-    if (container.IsObject()) {
-        const auto* const members = &*container.MemberBegin();
-        return {members, members + container.MemberCount(), true};
-    }
-    return {container.Begin(), container.End(), false};
-}
-
-bool hasEntries(const rapidjson::Value& value) {
-    return (value.IsObject() && !value.ObjectEmpty()) || (value.IsArray() && !value.Empty());
-}
 
 /// Writes a scalar or an empty container.
 char* putLeaf(TextBuffer& out, char* at, const rapidjson::Value& value, bool allowNaNInf) {
@@ -92,56 +78,157 @@ char* putLeaf(TextBuffer& out, char* at, const rapidjson::Value& value, bool all
     return at;
 }
 
-/// Writes a value and all below it, from `at` on. `Value::Accept` with RapidJSON's writers gives
-/// the same text, but its recursion overflows an 8 MB stack at about 100,000 nested arrays.
+char bracketAt(const Entries& entries, bool opening) {
+    return entries.ofObject ? (opening ? '{' : '}') : (opening ? '[' : ']');
+}
+
+/// Goes to the next entry, and writes what stands before its value.
+template <class Layout>
+const rapidjson::Value* nextValue(TextBuffer& out, char*& at, Entries& rest, const Layout& layout) {
+    at = layout.startLine(out, at);
+    if (!rest.ofObject) {
+        const auto* const value = static_cast<const rapidjson::Value*>(rest.next);
+        rest.next = value + 1;
+        return value;
+    }
+    const auto* const member = static_cast<const rapidjson::Value::Member*>(rest.next);
+    rest.next = member + 1;
+    at = putString(out, at, member->name);
+    at = layout.putColon(at);
+    return &member->value;
+}
+
+/// Where a walk through a tree stands: entries still to be written, innermost last.
+template <class Layout>
+struct Walk {
+    std::vector<Entries> outer; // the containers around the one that is being written
+    Entries rest;
+    Layout layout; // of `rest`
+};
+
+/// Writes entries and all below them, from `at` on, each with a comma behind it. `Value::Accept`
+/// with RapidJSON's writers gives the same text, but its recursion overflows an 8 MB stack at about
+/// 100,000 nested arrays.
 ///
 /// Flattened: calls for every key, value and number cost a sixth of the whole.
-template <class Layout>
-[[gnu::flatten]] char* writeTree(TextBuffer& out, char* at, const rapidjson::Value& root,
-                                 bool allowNaNInf, Layout layout) {
-    at = out.reserve(at, entryRoom);
-    if (!hasEntries(root)) {
-        return putLeaf(out, at, root, allowNaNInf);
-    }
-    std::vector<Entries> outer; // the containers around the one that is being written
-    Entries rest = entriesOf(root);
-    *at++ = rest.ofObject ? '{' : '[';
-    layout.openLevel();
+///
+/// @tparam bounded  stops before the first entry that begins past `limit` bytes of text; then
+/// `walk`
+///                  has the rest, else none.
+template <bool bounded, class Layout>
+[[gnu::flatten]] char* writeEntries(TextBuffer& out, char* at, Walk<Layout>& walk, bool allowNaNInf,
+                                    std::size_t limit = 0) {
+    std::vector<Entries>& outer = walk.outer;
+    Entries rest = walk.rest;
+    Layout layout = walk.layout;
     for (;;) {
         while (rest.next != rest.end) {
-            at = layout.startLine(out, at);
-            const rapidjson::Value* value = nullptr;
-            if (rest.ofObject) {
-                const auto* const member = static_cast<const rapidjson::Value::Member*>(rest.next);
-                rest.next = member + 1;
-                at = putString(out, at, member->name);
-                at = layout.putColon(at);
-                value = &member->value;
-            } else {
-                value = static_cast<const rapidjson::Value*>(rest.next);
-                rest.next = value + 1;
+            if constexpr (bounded) {
+                if (static_cast<std::size_t>(at - out.data()) > limit) {
+                    walk.rest = rest;
+                    walk.layout = layout;
+                    return at;
+                }
             }
+            const rapidjson::Value* const value = nextValue(out, at, rest, layout);
             if (hasEntries(*value)) {
                 outer.push_back(rest);
                 rest = entriesOf(*value);
-                *at++ = rest.ofObject ? '{' : '[';
+                *at++ = bracketAt(rest, true);
                 layout.openLevel();
             } else {
                 at = putLeaf(out, at, *value, allowNaNInf);
                 *at++ = ',';
             }
         }
+        if (outer.empty()) {
+            walk.rest = rest;
+            return at;
+        }
         --at; // the last comma
         layout.closeLevel();
         at = layout.startLine(out, at);
-        *at++ = rest.ofObject ? '}' : ']';
-        if (outer.empty()) {
-            return at;
-        }
+        *at++ = bracketAt(rest, false);
         *at++ = ',';
         rest = outer.back();
         outer.pop_back();
     }
+}
+
+/// Writes the steps [begin, end) of a plan.
+/// @param layout  of the plan's level 0.
+template <class Layout>
+char* writeSteps(TextBuffer& out, char* at, const WritingPlan& plan, std::size_t begin,
+                 std::size_t end, bool allowNaNInf, const Layout& outermost) {
+    for (std::size_t p = plan.partOf(begin); begin < end; ++p) {
+        WritingPlan::Part part = plan.parts()[p];
+        Layout layout = outermost;
+        layout.openLevels(part.level);
+        if (part.kind == WritingPlan::Kind::Entries) {
+            const std::size_t count = std::min(end - begin, part.firstStep + part.count() - begin);
+            const Entries some = part.entries.some(begin - part.firstStep, count);
+            Walk<Layout> walk{{}, some, layout};
+            at = writeEntries<false>(out, at, walk, allowNaNInf);
+            begin += count;
+            if (begin == part.firstStep + part.count() && plan.endsContainer(p)) {
+                --at;
+            }
+            continue;
+        }
+        ++begin;
+        if (part.kind == WritingPlan::Kind::Opening) {
+            const Entries inner = entriesOf(*nextValue(out, at, part.entries, layout));
+            *at++ = bracketAt(inner, true);
+            continue;
+        }
+        at = layout.startLine(out, at);
+        *at++ = bracketAt(part.entries, false);
+        if (!plan.endsContainer(p)) {
+            *at++ = ',';
+        }
+    }
+    return at;
+}
+
+/// Writes what a walk has left on all cores.
+template <class Layout>
+char* writeRest(TextBuffer& out, char* at, Walk<Layout>& walk, bool allowNaNInf,
+                const Layout& outermost) {
+    constexpr std::size_t deep = 1000; // a plan has parts for every level
+    if (walk.outer.size() > deep) {
+        return writeEntries<false>(out, at, walk, allowNaNInf);
+    }
+    walk.outer.push_back(walk.rest);
+    const WritingPlan plan(walk.outer);
+    const auto write = [&](TextBuffer& part, char* to, std::size_t begin, std::size_t end) {
+        return writeSteps(part, to, plan, begin, end, allowNaNInf, outermost);
+    };
+    return writeInRounds(out, at, plan.steps(), write);
+}
+
+/// Writes a value and all below it, from `at` on.
+template <class Layout>
+char* writeTree(TextBuffer& out, char* at, const rapidjson::Value& root, bool allowNaNInf,
+                const Layout& outermost, bool onAllCores) {
+    at = out.reserve(at, entryRoom);
+    if (!hasEntries(root)) {
+        return putLeaf(out, at, root, allowNaNInf);
+    }
+    Walk<Layout> walk{{}, entriesOf(root), outermost};
+    walk.layout.openLevel();
+    *at++ = bracketAt(walk.rest, true);
+    if (onAllCores && base::severalThreads()) {
+        at = writeEntries<true>(out, at, walk, allowNaNInf, worthAllCores);
+        if (walk.rest.next != walk.rest.end) {
+            at = writeRest(out, at, walk, allowNaNInf, outermost);
+        }
+    } else {
+        at = writeEntries<false>(out, at, walk, allowNaNInf);
+    }
+    --at; // the last comma
+    at = outermost.startLine(out, at);
+    *at++ = bracketAt(entriesOf(root), false);
+    return at;
 }
 
 } // namespace
@@ -151,21 +238,36 @@ TextBuffer serialise(const rapidjson::Value& value,
     TextBuffer text;
     if (options.prettyPrint) {
         const std::string indent = fl::i18n::ustring_to_utf8(options.indentText);
-        text.finish(writeTree(text, nullptr, value, options.allowNaNInf, IndentedLayout(indent)));
+        text.finish(
+            writeTree(text, nullptr, value, options.allowNaNInf, IndentedLayout(indent), true));
     } else {
-        text.finish(writeTree(text, nullptr, value, options.allowNaNInf, CompactLayout()));
+        text.finish(writeTree(text, nullptr, value, options.allowNaNInf, CompactLayout(), true));
     }
     return text;
 }
 
 TextBuffer serialiseLines(const rapidjson::Value* values, std::size_t count, bool allowNaNInf) {
+    const auto write = [&](TextBuffer& out, char* at, std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            at = writeTree(out, at, values[i], allowNaNInf, CompactLayout(), false);
+            at = out.reserve(at, smallPiece);
+            *at++ = '\n';
+        }
+        return at;
+    };
     TextBuffer text;
     char* at = nullptr;
-    for (std::size_t i = 0; i < count; ++i) {
-        at = text.reserve(writeTree(text, at, values[i], allowNaNInf, CompactLayout()), smallPiece);
-        *at++ = '\n';
+    std::size_t done = 0;
+    const bool onAllCores = base::severalThreads();
+    while (done < count &&
+           (!onAllCores || static_cast<std::size_t>(at - text.data()) <= worthAllCores)) {
+        at = write(text, at, done, done + 1);
+        ++done;
     }
-    text.finish(at);
+    const auto writeRest = [&](TextBuffer& out, char* to, std::size_t begin, std::size_t end) {
+        return write(out, to, done + begin, done + end);
+    };
+    text.finish(writeInRounds(text, at, count - done, writeRest));
     return text;
 }
 

@@ -52,6 +52,10 @@ public:
         return at;
     }
 
+    /// Forgets the text, but keeps its memory.
+    /// @return where the next one begins.
+    char* restart() { return begin_; }
+
     /// Says that the text ends at `at`.
     void finish(char* at) { end_ = at; }
 
