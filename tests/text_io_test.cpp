@@ -1,5 +1,6 @@
 /// Documents and lines as UTF-8 bytes: against the same by way of UTF-16 and files.
 
+#include "fuzz/oracle/slow_text.hpp"
 #include "support/failure.hpp"
 #include "support/files.hpp"
 #include "support/random_json.hpp"
@@ -34,9 +35,40 @@ TEST(Utf8, IsWhatFilesHold) {
     EXPECT_EQ(Utf8Text().view(), "");
 }
 
+/// Puts the root as deep as that into the document, with others beside it.
+void wrapRoot(test::tree::DOM& dom, std::size_t levels) {
+    auto& pool = dom.document.GetAllocator();
+    for (std::size_t level = 0; level < levels; ++level) {
+        rapidjson::Value inner;
+        inner.Swap(dom.document);
+        if (level % 3 == 0) {
+            dom.document.SetObject().AddMember("a", rapidjson::kArrayType, pool);
+            dom.document.AddMember("b", inner, pool);
+        } else {
+            dom.document.SetArray().PushBack(inner, pool);
+        }
+        if (level % 3 == 2) {
+            dom.document.PushBack(rapidjson::Value(7), pool);
+        }
+    }
+}
+
+TEST(Utf8, LongTextsAreWrittenAsByOneThread) {
+    for (const std::size_t levels : {4U, 30U, 1500U}) { // in more levels than are cut up
+        const auto dom = test::randomDocument(levels, 6000, 4);
+        wrapRoot(*dom, levels);
+        for (const test::WriteOptions& options :
+             {test::WriteOptions{}, {.prettyPrint = true, .indentText = u" "}}) {
+            const Utf8Text text = write_utf8(dom->document, options);
+            EXPECT_GT(text.size(), std::size_t{300} << 10U);
+            EXPECT_TRUE(text.view() == fuzz::slowText(dom->document, options)) << levels;
+        }
+    }
+}
+
 TEST(Utf8, LinesAreTheElements) {
-    for (std::uint64_t sequence = 1; sequence <= 4; ++sequence) {
-        const auto dom = test::randomDocument(sequence, 200, 4);
+    for (const std::size_t count : {50U, 200U, 6000U}) {
+        const auto dom = test::randomDocument(count, count, 4);
         std::string expected;
         for (const rapidjson::Value& element : dom->document.GetArray()) {
             expected += test::textOf(element) + '\n';

@@ -65,7 +65,7 @@ std::unique_ptr<LevelReader> makeReader(std::string_view text, const std::string
     } catch (const core::ParseError& error) {
         core::ParseErrorFields fields = error.fields();
         fields.source = name;
-        raiseDecodeError(core::ParseError(std::move(fields)), text);
+        raiseDecodeError(fields, excerpt(text, fields.byte));
     }
 }
 

@@ -108,7 +108,7 @@ std::shared_ptr<Document> parseText(std::string_view text, const std::string& na
             options.lines ? columns::read_lines(text, how) : columns::read_utf8(text, how);
     } catch (const core::ParseError& error) {
         released.reset();
-        raiseDecodeError(error, text);
+        raiseDecodeError(error.fields(), excerpt(text, error.fields().byte));
     }
     return document;
 }

@@ -27,7 +27,7 @@ void translate(const std::exception_ptr& failure, void* /*unused*/) {
         std::rethrow_exception(failure);
     } catch (const core::ParseError& error) {
         try {
-            raiseDecodeError(error, {});
+            raiseDecodeError(error.fields(), {});
         } catch (nb::python_error& raised) {
             raised.restore();
         }
@@ -41,13 +41,10 @@ void translate(const std::exception_ptr& failure, void* /*unused*/) {
     }
 }
 
-/// Some of the text around a place, where broken UTF-8 is replaced.
-nb::str excerpt(std::string_view text, std::size_t place) {
-    constexpr std::size_t each = 40;
-    const std::size_t begin = place > each ? place - each : 0;
-    const std::string_view part = text.substr(std::min(begin, text.size()), 2 * each);
+/// Broken UTF-8 is replaced.
+nb::str toStrAnyway(std::string_view utf8) {
     PyObject* const decoded =
-        PyUnicode_DecodeUTF8(part.data(), static_cast<Py_ssize_t>(part.size()), "replace");
+        PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "replace");
     if (decoded == nullptr) {
         throw nb::python_error();
     }
@@ -82,16 +79,21 @@ void raiseValue(const char* argument, const std::string& reason) {
     throw nb::python_error();
 }
 
-nb::object decodeError(const core::ParseErrorFields& fields, std::string_view text) {
+std::string_view excerpt(std::string_view text, std::size_t place) {
+    const std::size_t begin = place - std::min(place, excerptReach);
+    return text.substr(std::min(begin, text.size()), 2 * excerptReach);
+}
+
+nb::object decodeError(const core::ParseErrorFields& fields, std::string_view around) {
     const nb::object source = fields.source.empty() ? nb::none() : nb::object(toStr(fields.source));
     const nb::object record = fields.record ? nb::object(nb::int_(*fields.record)) : nb::none();
-    return nb::handle(classOf(Error::JSONDecode))(toStr(fields.reason), excerpt(text, fields.byte),
+    return nb::handle(classOf(Error::JSONDecode))(toStr(fields.reason), toStrAnyway(around),
                                                   fields.byte, fields.line, fields.column, source,
                                                   record);
 }
 
-void raiseDecodeError(const core::ParseError& error, std::string_view text) {
-    PyErr_SetObject(classOf(Error::JSONDecode), decodeError(error.fields(), text).ptr());
+void raiseDecodeError(const core::ParseErrorFields& fields, std::string_view around) {
+    PyErr_SetObject(classOf(Error::JSONDecode), decodeError(fields, around).ptr());
     throw nb::python_error();
 }
 

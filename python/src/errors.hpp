@@ -6,6 +6,7 @@
 
 #include <nanobind/nanobind.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -29,13 +30,18 @@ void bindErrors(nb::module_& module);
 /// Raises a ValueError `indent: ...`.
 [[noreturn]] void raiseValue(const char* argument, const std::string& reason);
 
-/// The JSONDecodeError of an error in a text.
-/// @param text  the text, for an excerpt; may be empty.
-nb::object decodeError(const core::ParseErrorFields& fields, std::string_view text);
+/// Bytes of an excerpt on each side of a place.
+inline constexpr std::size_t excerptReach = 40;
 
-/// Raises the JSONDecodeError for a text that the JSON core refused.
-[[noreturn]] void raiseDecodeError(const ostra::io::json::core::ParseError& error,
-                                   std::string_view text);
+/// What stands around a place of a text; the text may be empty.
+std::string_view excerpt(std::string_view text, std::size_t place);
+
+/// The JSONDecodeError of an error in a text.
+/// @param around  an excerpt of the text, which may break characters; may be empty.
+nb::object decodeError(const core::ParseErrorFields& fields, std::string_view around);
+
+/// Raises it.
+[[noreturn]] void raiseDecodeError(const core::ParseErrorFields& fields, std::string_view around);
 
 /// Raises the OSError of an error number, such as FileNotFoundError, with the file's name.
 [[noreturn]] void raiseSystemError(int number, nb::handle path);

@@ -53,6 +53,14 @@ std::string_view textOf(const rapidjson::Value& string) {
 class StrCache {
 public:
     StrCache() = default;
+
+    /// The cache of the keys of all documents: a small document is read in the time that it takes
+    /// to set one up and to clear it. It stays until the end of the process.
+    static StrCache& ofKeys() {
+        static StrCache& cache = *new StrCache;
+        return cache;
+    }
+
     ~StrCache() {
         for (PyObject* key : keys_) {
             Py_XDECREF(key);
@@ -229,7 +237,7 @@ private:
         }
     }
 
-    StrCache keys_;
+    StrCache& keys_ = StrCache::ofKeys();
     std::vector<Level> path_;
 };
 

@@ -1,6 +1,7 @@
 #include "columns.hpp"
 
 #include "arguments.hpp"
+#include "errands.hpp"
 #include "errors.hpp"
 #include "text_input.hpp"
 
@@ -8,11 +9,14 @@
 #include <ostra/io/json/columns/read_columns.hpp>
 
 #include <algorithm>
-#include <chrono>
+#include <cstdio>
+#include <fcntl.h>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
+#include <unistd.h>
 #include <utility>
 
 namespace ostrajson {
@@ -48,25 +52,29 @@ columns::Source::Read readBuffer(nb::handle given) {
     };
 }
 
-/// What a file object reads. Text is encoded, and may then be more than was asked for.
-columns::Source::Read readFile(nb::handle file) {
+/// Has a file object read once.
+/// @return what was read beyond `size` bytes: a text is encoded, and may then be more.
+std::string readOnce(nb::handle read, char* to, std::size_t size, std::size_t& count) {
+    const nb::object part = read(size);
+    if (part.is_none()) {
+        PyErr_SetString(PyExc_BlockingIOError, "source: read() gave None: nothing is there");
+        throw nb::python_error();
+    }
+    const TextInput input(part, "source: read()");
+    count = std::min(size, input.view().size());
+    std::copy_n(input.view().data(), count, to);
+    return std::string(input.view().substr(count));
+}
+
+/// What a file object reads.
+columns::Source::Read readFile(nb::handle file, const std::shared_ptr<Errands>& errands) {
     const auto read = shareable(nb::getattr(file, "read"));
-    return [read, rest = std::string()](char* to, std::size_t size) mutable {
+    return [read, errands, rest = std::string()](char* to, std::size_t size) mutable {
+        std::size_t count = std::min(size, rest.size());
         if (rest.empty()) {
-            const nb::gil_scoped_acquire acquired;
-            const nb::object part = (*read)(size);
-            if (part.is_none()) {
-                PyErr_SetString(PyExc_BlockingIOError,
-                                "source: read() gave None: nothing is there");
-                throw nb::python_error();
-            }
-            const TextInput input(part, "source: read()");
-            const std::size_t count = std::min(size, input.view().size());
-            std::copy_n(input.view().data(), count, to);
-            rest = input.view().substr(count);
+            errands->call([&] { rest = readOnce(*read, to, size, count); });
             return count;
         }
-        const std::size_t count = std::min(size, rest.size());
         std::copy_n(rest.data(), count, to);
         rest.erase(0, count);
         return count;
@@ -76,8 +84,8 @@ columns::Source::Read readFile(nb::handle file) {
 /// Where the text comes from, and what Python holds of it meanwhile.
 struct Input {
     columns::Source source;
-    nb::object owner;
-    std::string_view text; // where it is in memory and cannot change
+    nb::object given;                 // a path, a buffer, or a file object
+    std::shared_ptr<Errands> errands; // of a file object
 };
 
 Input toInput(nb::handle given, const std::string& name) {
@@ -88,26 +96,59 @@ Input toInput(nb::handle given, const std::string& name) {
             throw nb::python_error();
         }
         const nb::object path = nb::steal(encoded);
-        return {columns::Source::file(PyBytes_AS_STRING(path.ptr())), nb::borrow(given), {}};
+        return {columns::Source::file(PyBytes_AS_STRING(path.ptr())), nb::borrow(given), nullptr};
     }
     if (PyBytes_Check(o)) {
         const std::string_view text(PyBytes_AS_STRING(o),
                                     static_cast<std::size_t>(PyBytes_GET_SIZE(o)));
-        return {columns::Source::memory(text, name), nb::borrow(given), text};
+        return {columns::Source::memory(text, name), nb::borrow(given), nullptr};
     }
     if (PyObject_CheckBuffer(o) != 0) {
         columns::Source::Read read = readBuffer(given);
         const auto size = static_cast<std::size_t>(PyObject_Size(o));
-        return {columns::Source::stream(std::move(read), name, size), nb::none(), {}};
+        return {columns::Source::stream(std::move(read), name, size), nb::borrow(given), nullptr};
     }
-    return {columns::Source::stream(readFile(given), name), nb::none(), {}};
+    const auto errands = std::make_shared<Errands>();
+    return {columns::Source::stream(readFile(given, errands), name), nb::borrow(given), errands};
+}
+
+/// What stands in the input around a place; nothing if it cannot be read again.
+std::string around(const Input& input, std::size_t place) {
+    const std::size_t begin = place - std::min(place, excerptReach);
+    std::string text(2 * excerptReach, '\0');
+    PyObject* const given = input.given.ptr();
+    std::size_t size = 0;
+    if (PyUnicode_Check(given)) {
+        const nb::bytes path = nb::steal<nb::bytes>(PyUnicode_EncodeFSDefault(given));
+        // A pipe must not wait for somebody who writes into it.
+        const int file =
+            path.is_valid() ? ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1;
+        if (file >= 0) {
+            const ssize_t got = ::pread(file, text.data(), text.size(), static_cast<off_t>(begin));
+            size = got > 0 ? static_cast<std::size_t>(got) : 0;
+            ::close(file);
+        }
+    } else if (PyObject_CheckBuffer(given) != 0) {
+        Py_buffer buffer{};
+        if (PyObject_GetBuffer(given, &buffer, PyBUF_CONTIG_RO) == 0) {
+            const auto all = static_cast<std::size_t>(buffer.len);
+            size = std::min(text.size(), all - std::min(begin, all));
+            std::copy_n(static_cast<const char*>(buffer.buf) + std::min(begin, all), size,
+                        text.begin());
+            PyBuffer_Release(&buffer);
+        }
+    }
+    PyErr_Clear();
+    text.resize(size);
+    return text;
 }
 
 /// Lets signals in, and tells Python how far things are.
-std::function<bool(const columns::Progress&)> toProgress(nb::handle callback) {
+/// @param errands  null if the calling thread is told, as is the rule.
+std::function<bool(const columns::Progress&)> toProgress(nb::handle callback,
+                                                         const std::shared_ptr<Errands>& errands) {
     const auto tell = shareable(nb::borrow(callback));
-    return [tell](const columns::Progress& progress) {
-        const nb::gil_scoped_acquire acquired;
+    const auto report = [tell](const columns::Progress& progress) {
         if (PyErr_CheckSignals() != 0) {
             throw nb::python_error();
         }
@@ -116,11 +157,24 @@ std::function<bool(const columns::Progress&)> toProgress(nb::handle callback) {
                 progress.total ? nb::object(nb::int_(*progress.total)) : nb::none();
             (*tell)(progress.bytes, total, progress.records);
         }
+    };
+    if (errands == nullptr) {
+        return [report](const columns::Progress& progress) {
+            const nb::gil_scoped_acquire acquired;
+            report(progress);
+            return true;
+        };
+    }
+    if (callback.is_none()) { // signals are let in where errands are waited for
+        return {};
+    }
+    return [report, errands](const columns::Progress& progress) {
+        errands->call([&] { report(progress); });
         return true;
     };
 }
 
-columns::ReadOptions toOptions(nb::handle given) {
+columns::ReadOptions toOptions(nb::handle given, const std::shared_ptr<Errands>& errands) {
     const auto option = [&given](const char* name) { return nb::object(given[name]); };
     columns::ReadOptions options;
     options.syntax =
@@ -143,7 +197,7 @@ columns::ReadOptions toOptions(nb::handle given) {
     options.index_arrays = flagArgument(option("index_arrays"), "index_arrays");
     options.threads = countArgument(option("threads"), "threads");
     options.block_size = countArgument(option("block_bytes"), "block_bytes");
-    options.progress = toProgress(option("progress"));
+    options.progress = toProgress(option("progress"), errands);
     return options;
 }
 
@@ -153,11 +207,16 @@ auto reading(const Input& input, const Operation& operation) {
     int number = 0;
     try {
         return withColumns([&] {
+            if (input.errands != nullptr) {
+                std::optional<decltype(operation())> result;
+                input.errands->serve([&] { result.emplace(operation()); });
+                return std::move(*result);
+            }
             const nb::gil_scoped_release released;
             return operation();
         });
     } catch (const core::ParseError& error) {
-        raiseDecodeError(error, input.text);
+        raiseDecodeError(error.fields(), around(input, error.fields().byte));
     } catch (const std::system_error& error) {
         number = error.code().value();
     } catch (const std::runtime_error& error) {
@@ -166,17 +225,17 @@ auto reading(const Input& input, const Operation& operation) {
         PyErr_SetString(isRead ? PyExc_OSError : PyExc_LookupError, error.what());
         throw nb::python_error();
     }
-    raiseSystemError(number, input.owner);
+    raiseSystemError(number, PyUnicode_Check(input.given.ptr()) ? input.given : nb::none());
 }
 
-nb::tuple toPythonColumns(columns::RecordColumns read) {
+nb::tuple toPythonColumns(columns::RecordColumns read, const Input& input) {
     nb::list list;
     for (columns::Column& column : read.columns) {
         list.append(nb::cast(hold(std::move(column))));
     }
     nb::list errors;
     for (const core::ParseErrorFields& fields : read.bad_line_list) {
-        errors.append(decodeError(fields, {}));
+        errors.append(decodeError(fields, around(input, fields.byte)));
     }
     const nb::object keys = read.keys ? nb::cast(hold(std::move(*read.keys))) : nb::none();
     return nb::make_tuple(list, keys, read.records, read.bad_lines, errors);
@@ -185,9 +244,9 @@ nb::tuple toPythonColumns(columns::RecordColumns read) {
 nb::tuple readColumns(nb::handle source, nb::handle name, nb::handle fields, nb::handle options) {
     const Input input = toInput(source, std::string(textArgument(name, "name")));
     const std::vector<columns::Field> wanted = toFields(fields);
-    const columns::ReadOptions how = toOptions(options);
+    const columns::ReadOptions how = toOptions(options, input.errands);
     return toPythonColumns(
-        reading(input, [&] { return columns::read_columns(input.source, wanted, how); }));
+        reading(input, [&] { return columns::read_columns(input.source, wanted, how); }), input);
 }
 
 /// @return (path, pointer, what to want, None or "flatten", whether objects stand beside the
@@ -237,7 +296,7 @@ void makeBatchReader(BatchReader* self, nb::handle source, nb::handle name, nb::
                      nb::handle options, nb::handle rows, nb::handle bytes) {
     Input input = toInput(source, std::string(textArgument(name, "name")));
     const std::vector<columns::Field> wanted = toFields(fields);
-    const columns::ReadOptions how = toOptions(options);
+    const columns::ReadOptions how = toOptions(options, input.errands);
     const columns::BatchSize batch{.records = countArgument(rows, "batch_rows"),
                                    .bytes = countArgument(bytes, "batch_bytes")};
     columns::ColumnReader reader =
@@ -255,7 +314,7 @@ nb::object nextBatch(BatchReader& self) {
         const Hold hold(self.lock);
         return reading(self.input, [&self] { return self.reader.next(); });
     }();
-    return batch ? nb::object(toPythonColumns(std::move(*batch))) : nb::none();
+    return batch ? nb::object(toPythonColumns(std::move(*batch), self.input)) : nb::none();
 }
 
 } // namespace

@@ -1,10 +1,12 @@
 """Columns against slow Python loops over plain objects."""
 
 import gzip
+import http.server
 import io
 import json
 import mmap
 import pickle
+import threading
 import tracemalloc
 
 import numpy as np
@@ -361,15 +363,47 @@ def test_any_source_gives_the_same_columns(tmp_path, many):
     assert sum(rows) == len(records)
 
 
-def test_bad_lines():
+def test_bad_lines(tmp_path):
     text = b'{"t":1}\nbad\n{"t":2}\n[\n'
-    with pytest.raises(oj.JSONDecodeError) as caught:
-        oj.read_columns(text, ["/t"], lines=True)
-    assert (caught.value.record, caught.value.lineno, caught.value.pos) == (1, 2, 8)
-    assert "bad" in caught.value.doc
-    columns = oj.read_columns(text, ["/t"], lines=True, on_error="skip")
-    assert columns["/t"].tolist() == [1, 2]
-    assert (columns.bad_lines, [error.lineno for error in columns.errors]) == (2, [2, 4])
+    path = tmp_path / "bad.jsonl"
+    path.write_bytes(text)
+    for source in (text, bytearray(text), path):
+        with pytest.raises(oj.JSONDecodeError) as caught:
+            oj.read_columns(source, ["/t"], lines=True)
+        assert (caught.value.record, caught.value.lineno, caught.value.pos) == (1, 2, 8)
+        columns = oj.read_columns(source, ["/t"], lines=True, on_error="skip")
+        assert columns["/t"].tolist() == [1, 2]
+        assert (columns.bad_lines, [error.lineno for error in columns.errors]) == (2, [2, 4])
+        for error in (caught.value, *columns.errors):
+            assert error.doc == text.decode()
+
+
+class Served(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        text = self.server.text
+        self.send_response(200)
+        self.send_header("Content-Length", str(len(text)))
+        self.end_headers()
+        self.wfile.write(text)
+
+    do_HEAD = do_GET
+
+    def log_message(self, *_):
+        pass
+
+
+def test_urls(many):
+    pytest.importorskip("fsspec")
+    pytest.importorskip("aiohttp")
+    with http.server.ThreadingHTTPServer(("127.0.0.1", 0), Served) as server:
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        try:
+            for server.text, name in ((many, "x.jsonl"), (gzip.compress(many, 1), "x.jsonl.gz")):
+                url = f"http://127.0.0.1:{server.server_port}/{name}"
+                assert oj.read_columns(url, ["/t"], lines=True)["/t"].sum() == sum(range(60_000))
+                assert len(oj.read(url, lines=True).root.children()) == 60_000
+        finally:
+            server.shutdown()
 
 
 def test_what_stops_reading(tmp_path, many):
