@@ -194,11 +194,29 @@ class _Simdjson:
             (r["id"], (p := r["position"])["lat"], p["lon"], p["depth"], r["name"], r["active"])
             for r in document
         ]
-        columns = list(zip(*rows, strict=True))
-        return {
-            name: np.array(column, object if name == "name" else None)
-            for name, column in zip(FIELDS, columns, strict=True)
-        }
+        return _from_rows(rows)
+
+    @staticmethod
+    def lines(path: str, _: str) -> Any:
+        import simdjson
+
+        parser = simdjson.Parser()
+        rows = []
+        with open(path, "rb") as file:
+            for line in file:
+                r = parser.parse(line)
+                p = r["position"]
+                rows.append((r["id"], p["lat"], p["lon"], p["depth"], r["name"], r["active"]))
+                del r, p  # the parser serves one document at a time
+        return _from_rows(rows)
+
+
+def _from_rows(rows: list[Any]) -> dict[str, Any]:
+    columns = list(zip(*rows, strict=True))
+    return {
+        name: np.array(column, object if name == "name" else None)
+        for name, column in zip(FIELDS, columns, strict=True)
+    }
 
 
 def _from_frame(frame: Any) -> dict[str, Any]:
@@ -221,6 +239,16 @@ class _Pandas:
         import pandas as pd
 
         frame = pd.read_json(path, lines=True, precise_float=True)
+        return _from_frame(frame.join(pd.json_normalize(frame["position"]).add_prefix("position.")))
+
+
+@side('pandas, engine="pyarrow"', "pandas", "pandas", "pyarrow")
+class _PandasArrow:
+    @staticmethod
+    def lines(path: str, _: str) -> Any:
+        import pandas as pd
+
+        frame = pd.read_json(path, lines=True, engine="pyarrow")
         return _from_frame(frame.join(pd.json_normalize(frame["position"]).add_prefix("position.")))
 
 

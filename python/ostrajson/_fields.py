@@ -95,10 +95,10 @@ def parse_fields(
         raise TypeError(
             f"fields: expected a mapping or a sequence of pointers, not {type(fields).__name__}"
         )
-    named = fields if isinstance(fields, Mapping) else {pointer: pointer for pointer in fields}
+    pairs = fields.items() if isinstance(fields, Mapping) else ((one, one) for one in fields)
     return {
         name: _parse_field(name, given, setting(dtype, name), missing, setting(fill, name))
-        for name, given in named.items()
+        for name, given in pairs
     }
 
 

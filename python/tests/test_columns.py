@@ -386,7 +386,8 @@ class Served(http.server.BaseHTTPRequestHandler):
         self.end_headers()
         self.wfile.write(text)
 
-    do_HEAD = do_GET
+    def do_HEAD(self):
+        self.do_GET()
 
     def log_message(self, *_):
         pass
