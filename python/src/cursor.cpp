@@ -4,6 +4,7 @@
 #include "arrays.hpp"
 #include "docstrings.hpp"
 #include "errors.hpp"
+#include "gil.hpp"
 #include "options.hpp"
 #include "text_input.hpp"
 
@@ -53,13 +54,13 @@ public:
 
 private:
     Cursor& cursor_;
-    std::optional<nb::gil_scoped_release> released_;
+    std::optional<GilReleased> released_;
 };
 
 std::unique_ptr<LevelReader> makeReader(std::string_view text, const std::string& name,
                                         const core::ReadJSONDocumentOptions& options) {
     try {
-        const nb::gil_scoped_release released;
+        const GilReleased released;
         return LevelReader::MakeStringReaderPtr(fl::i18n::utf8_to_ustring(text.data(), text.size()),
                                                 options);
     } catch (const core::ParseError& error) {

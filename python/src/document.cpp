@@ -97,7 +97,7 @@ Writing::~Writing() {
 std::shared_ptr<Document> parseText(std::string_view text, const std::string& name,
                                     const TextOptions& options) {
     auto document = std::make_shared<Document>();
-    std::optional<nb::gil_scoped_release> released;
+    std::optional<GilReleased> released;
     if (text.size() >= TextInput::smallText) {
         released.emplace();
     }
@@ -134,7 +134,7 @@ std::shared_ptr<Document> readFile(nb::handle path, nb::handle lines, nb::handle
         textOptions(lines, readOptions(comments, trailingCommas, allowNaN), bigInt);
     const std::u16string utf16 = toUtf16(name, "path");
     const std::vector<char> bytes = withFile(name, [&utf16] {
-        const nb::gil_scoped_release released;
+        const GilReleased released;
         return ostra::io::common::file::readall(utf16);
     });
     return parseText({bytes.data(), bytes.size()}, nb::cast<std::string>(name), options);
@@ -181,7 +181,7 @@ void writeBytes(nb::handle path, nb::handle content) {
     const std::u16string utf16 = toUtf16(name, "path");
     const TextInput input(content, "content");
     withFile(name, [&] {
-        const nb::gil_scoped_release released;
+        const GilReleased released;
         ostra::io::common::file::writeall(utf16, input.view().data(), input.view().size());
     });
 }

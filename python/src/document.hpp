@@ -3,6 +3,7 @@
 /// Documents and node vectors as Python holds them.
 
 #include "document_lock.hpp"
+#include "gil.hpp"
 #include "options.hpp"
 
 #include <ostra/io/json/tree/node_vector.hpp>
@@ -87,7 +88,7 @@ public:
 
 private:
     Document& document_;
-    std::optional<nb::gil_scoped_release> released_;
+    std::optional<GilReleased> released_;
 };
 
 /// Changes a document while it exists.
@@ -104,7 +105,7 @@ private:
     void begin();
 
     const Nodes& nodes_;
-    std::optional<nb::gil_scoped_release> released_;
+    std::optional<GilReleased> released_;
     bool restructured_ = false;
 };
 

@@ -1,6 +1,7 @@
 #include "document_lock.hpp"
 
 #include "errors.hpp"
+#include "gil.hpp"
 
 #include <nanobind/nanobind.h>
 
@@ -66,7 +67,7 @@ void DocumentLock::waitUntil(const Condition& free) {
         // released before the GIL is taken again, which its holder may not let go of before.
         std::unique_lock guard(waiting().mutex);
         {
-            const nanobind::gil_scoped_release release;
+            const GilReleased release;
             waiting().changed.wait_for(guard, signalInterval);
             guard.unlock();
         }

@@ -1,5 +1,7 @@
 #include "errands.hpp"
 
+#include "gil.hpp"
+
 #include <ostra/io/json/columns/read_columns.hpp>
 
 #include <chrono>
@@ -41,7 +43,7 @@ void Errands::wait() {
     for (;;) {
         Waiting* next = nullptr;
         {
-            const nb::gil_scoped_release released;
+            const GilReleased released;
             std::unique_lock lock(mutex_);
             changed_.wait_for(lock, signalInterval,
                               [this] { return hasEnded_ || !queue_.empty(); });

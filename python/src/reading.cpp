@@ -3,6 +3,7 @@
 #include "arguments.hpp"
 #include "errands.hpp"
 #include "errors.hpp"
+#include "gil.hpp"
 #include "text_input.hpp"
 
 #include <ostra/io/json/columns/find_fields.hpp>
@@ -26,7 +27,7 @@ namespace {
 /// Python's reference to something, dropped on whatever thread the library drops the last copy.
 std::shared_ptr<nb::object> shareable(nb::object object) {
     return {new nb::object(std::move(object)), [](nb::object* kept) {
-                const nb::gil_scoped_acquire acquired;
+                const GilHeld acquired;
                 delete kept;
             }};
 }
@@ -35,7 +36,7 @@ std::shared_ptr<nb::object> shareable(nb::object object) {
 /// them meanwhile gives a nonsensical text, and nothing worse.
 columns::Source::Read readBuffer(nb::handle given) {
     auto buffer = std::shared_ptr<Py_buffer>(new Py_buffer{}, [](Py_buffer* kept) {
-        const nb::gil_scoped_acquire acquired;
+        const GilHeld acquired;
         if (kept->obj != nullptr) {
             PyBuffer_Release(kept);
         }
@@ -160,7 +161,7 @@ std::function<bool(const columns::Progress&)> toProgress(nb::handle callback,
     };
     if (errands == nullptr) {
         return [report](const columns::Progress& progress) {
-            const nb::gil_scoped_acquire acquired;
+            const GilHeld acquired;
             report(progress);
             return true;
         };
@@ -212,7 +213,7 @@ auto reading(const Input& input, const Operation& operation) {
                 input.errands->serve([&] { result.emplace(operation()); });
                 return std::move(*result);
             }
-            const nb::gil_scoped_release released;
+            const GilReleased released;
             return operation();
         });
     } catch (const core::ParseError& error) {

@@ -204,6 +204,26 @@ def test_an_interrupt_ends_a_long_read_within_a_second(file):
     assert run.returncode == 0
 
 
+ENDING = """
+import ostrajson as oj, sys, threading, time
+class Endless:
+    def read(self, size):
+        time.sleep(0.001)
+        return b'{"t":1}\\n' * (size // 8 + 1)
+def work():
+    while True:
+        oj.read_columns(Endless() if sys.argv[1] == "file" else b'[1]\\n' * 10**7, [""], lines=True)
+threading.Thread(target=work, daemon=True).start()
+time.sleep(0.5)
+"""
+
+
+@pytest.mark.parametrize("source", ["file", "bytes"])
+def test_a_program_may_end_while_a_daemon_thread_reads(source):
+    run = subprocess.run([sys.executable, "-c", ENDING, source], timeout=60, check=False)
+    assert run.returncode == 0
+
+
 def test_reference_counts_stay():
     key, text = "a key of its own", "a text of its own"
     values = [key, text, None, 1.5]

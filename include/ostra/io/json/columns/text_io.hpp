@@ -4,7 +4,7 @@
 /// Documents and JSON Lines from and to UTF-8 bytes in memory, without a detour through UTF-16.
 ///
 /// Threads: calls are independent; a document that is written may be read by others meanwhile.
-/// Texts from 2 MiB on are read on several of oneTBB's threads.
+/// Texts from 2 MiB on are read, and texts from 256 KiB on written, on several of oneTBB's threads.
 
 #include <ostra/io/json/columns/export.hpp>
 

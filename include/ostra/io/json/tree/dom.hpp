@@ -4,9 +4,9 @@
 /// The parsed JSON document, and whole documents in and out of strings and files.
 ///
 /// Threads: a `DOM` has no lock. Any number of threads may read an unchanging document; a writer
-/// needs exclusive access. Distinct documents are independent. Reading a long text may share
-/// the work among oneTBB's worker threads, as the JSON core decides (the embedded one does from
-/// 2 MiB on); the call returns when all of it is done.
+/// needs exclusive access. Distinct documents are independent. A long text is read (as the JSON
+/// core decides: by the embedded one from 2 MiB on) and written (from 256 KiB on) on several of
+/// oneTBB's worker threads; the call returns when all of it is done.
 
 #include <ostra/io/json/tree/export.hpp>
 #include <ostra/io/json/tree/rapidjson.hpp>
