@@ -50,7 +50,8 @@ def read_columns(
 
     Args:
         source: As of `read`: a path, a URL, bytes, a buffer, or a file object. Peak memory is about
-            that of the columns, however long the text; a file is never mapped.
+            that of the columns, however long the text; a file is never mapped. A file object is
+            read on the calling thread, where Ctrl-C interrupts it while it waits.
         fields: What to take from each record: a mapping of names to JSON Pointers, to tuples
             (pointer, dtype), (pointer, "flatten") or (pointer, dtype, shape), or to Fields; or a
             sequence of pointers, which are then the names as well. None finds the fields: all paths
