@@ -28,16 +28,22 @@ using ostra::io::json::columns::Source;
 const core::ReadJSONDocumentOptions relaxed = {
     .allowComments = true, .allowTrailingCommas = true, .allowNaNInf = true};
 
-void expectTheSame(const std::string& text, ReadOptions options = {},
-                   const std::vector<Field>& fields = fuzz::blocks::someFields()) {
+void expectTheSame(const std::string& text, ReadOptions options, const std::vector<Field>& fields,
+                   const std::vector<std::size_t>& blockSizes) {
     const std::string expected = fuzz::blocks::expectedOutcome(text, fields, options);
-    for (const std::size_t blockSize : {3U, 20U, 150U, 1000U, 1'000'000U}) {
+    for (const std::size_t blockSize : blockSizes) {
         for (const std::size_t threads : {1U, 4U}) {
             options.block_size = blockSize;
             options.threads = threads;
             EXPECT_EQ(fuzz::blocks::outcomeInBlocks(text, fields, options), expected)
                 << blockSize << ' ' << threads << ' ' << text.substr(0, 2000);
         }
+    }
+}
+
+void expectTheSame(const std::string& text, const ReadOptions& options = {}) {
+    for (const std::vector<Field>& fields : fuzz::blocks::allFields()) {
+        expectTheSame(text, options, fields, {3, 20, 150, 1000, 1'000'000});
     }
 }
 
@@ -64,6 +70,87 @@ TEST(ReadColumns, OfRandomDocumentsAndTheirFaultyNeighbours) {
                 c = before;
             }
         }
+    }
+}
+
+/// An object of some of the members that fields look for and of others, in any order, some of them
+/// twice, with values of all sorts and seldom with other white space.
+std::string oddRecord(std::mt19937_64& engine, int depth) {
+    static const std::string longKey(70, 'k');
+    const std::vector<std::string> keys = {"a",       "b",       "c",     "d",     "", "\u00e9",
+                                           "\\u00e9", "\\u0061", "other", longKey, "c"};
+    const std::vector<std::string> values = {"7",
+                                             "-1234567890123",
+                                             "0.25",
+                                             "-0.1234567890123456789",
+                                             "1e3",
+                                             "12345678901234567890123",
+                                             "true",
+                                             "null",
+                                             "\"x\"",
+                                             "\"\\ud83d\\ude00 \u00e9\"",
+                                             '"' + std::string(90, 's') + "\\n\"",
+                                             R"([1,["x",{"a":[]}],null,"y" , -2.5])",
+                                             "[]",
+                                             "{}",
+                                             "[[[[{\"q\":{}}]]]]",
+                                             "false"};
+    const std::vector<std::string> spaces = {"", " ", "\t", std::string(40, ' ')};
+    const bool isUsual = engine() % 8 != 0;
+    const auto space = [&] { return isUsual ? "" : spaces[engine() % spaces.size()]; };
+    std::string text = "{" + space();
+    const std::size_t count = isUsual ? keys.size() : engine() % keys.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string& key = keys[isUsual ? i : engine() % keys.size()];
+        text += (i == 0 ? "" : "," + space()) + '"' + key + "\"" + space() + ':' + space();
+        text += (key == "c" || key == "b") && depth != 0 ? oddRecord(engine, depth - 1)
+                                                         : values[engine() % values.size()];
+        text += space();
+    }
+    return text + '}';
+}
+
+TEST(ReadColumns, OfRecordsOfManyShapesAndTheirFaultyNeighbours) {
+    std::mt19937_64 engine(3);
+    const std::string characters = "[]{},:\"\\ /0a.e-u\n\x01";
+    for (int sequence = 0; sequence < 12; ++sequence) {
+        const bool areMembers = sequence % 3 == 1;
+        const bool areLines = sequence % 3 == 2;
+        std::string text = areLines ? "" : areMembers ? "{" : "[";
+        for (int i = 0; i < 15; ++i) {
+            text += i == 0 ? "" : areLines ? "\n" : ", ";
+            text += areMembers ? "\"k" + std::to_string(i % 30) + "\": " : "";
+            text += engine() % 10 == 0 ? "[1]" : oddRecord(engine, 1);
+        }
+        text += areLines ? "" : areMembers ? "}" : "]";
+        ReadOptions options;
+        options.form = areLines ? Form::Lines : Form::Document;
+        options.keys = areMembers;
+        options.huge_integers = HugeIntegers::AsDouble;
+        const auto expect = [&] {
+            expectTheSame(text, options, fuzz::blocks::memberFields(), {700, 1'000'000});
+        };
+        expect();
+        for (int n = 0; n < 12; ++n) {
+            char& c = text[engine() % text.size()];
+            const char other = n % 4 == 0 ? '\xC3' : characters[engine() % characters.size()];
+            const char before = std::exchange(c, other);
+            options.bad_lines = n % 2 == 0 ? BadLines::Raise : BadLines::Skip;
+            expect();
+            c = before;
+        }
+    }
+}
+
+/// The white space between two lines may lie where the end of the text has come into sight.
+TEST(ReadColumns, OfLinesWithMuchWhiteSpaceAtTheEnd) {
+    std::string lines;
+    for (int i = 0; i < 300; ++i) {
+        lines += R"({"a":1,"b":["x"]})" + std::string("\n");
+    }
+    for (const std::size_t size : {30U, 200U, 255U, 256U, 300U, 1000U, 5000U}) {
+        expectTheSame(lines + std::string(size, '\n'), {.form = Form::Lines});
+        expectTheSame(lines + std::string(size, ' ') + "\n2", {.form = Form::Lines});
     }
 }
 
@@ -114,8 +201,7 @@ TEST(ReadColumns, OfLines) {
         }
         text.resize(text.size() - sequence % 2);
         for (const BadLines bad : {BadLines::Raise, BadLines::Skip}) {
-            expectTheSame(text, {.form = Form::Lines, .bad_lines = bad},
-                          fuzz::blocks::someFields());
+            expectTheSame(text, {.form = Form::Lines, .bad_lines = bad});
         }
     }
     for (const std::string text : {"", "\n", "\n\n", "1", "\n1", "1\n\n2\n", "\xEF\xBB\xBF"}) {

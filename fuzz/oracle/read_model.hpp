@@ -84,6 +84,21 @@ inline std::vector<Field> someFields() {
              {.want = Want::Text, .layout = Layout::List, .mismatch = Mismatch::Missing}}};
 }
 
+/// The same for values of members, of which records need not be read whole.
+inline std::vector<Field> memberFields() {
+    const auto missing = [](Want want, Layout layout = Layout::Scalar) {
+        return ColumnType{.want = want, .layout = layout, .mismatch = Mismatch::Missing};
+    };
+    return {{"a", "/a", missing(Want::Int64)},     {"c.a", "/c/a", missing(Want::Double)},
+            {"c.b", "/c/b/a", {Want::Json}},       {"b", "/b", missing(Want::Text, Layout::List)},
+            {"d", "/d", {.want = Want::Json}},     {"empty", "/", missing(Want::Boolean)},
+            {"e", "/\u00e9", missing(Want::Text)}, {"again", "/a", {.want = Want::Json}}};
+}
+
+inline std::vector<std::vector<Field>> allFields() {
+    return {someFields(), memberFields()};
+}
+
 /// Reads all of a document, takes the columns of the records, and joins both, the slow way.
 inline RecordColumns wholeDocument(const std::string& text, const std::vector<Field>& fields,
                                    const ReadOptions& options) {

@@ -1,6 +1,7 @@
 #include "line_reading.hpp"
 
 #include "parse_error.hpp"
+#include "projected_reader.hpp"
 #include "strict_reader.hpp"
 #include "utf8.hpp"
 #include "white_space.hpp"
@@ -32,8 +33,8 @@ LineReading::LineReading(std::string_view text, bool isStart, const Options& opt
                          ValueBuilder& values, ValueBuilder& kept)
     : text_(text), isStart_(isStart), options_(options), values_(values), kept_(kept) {}
 
-Lines LineReading::read() {
-    if (readStrictly()) {
+Lines LineReading::read(Projection* wanted) {
+    if (readStrictly(wanted)) {
         return std::move(result_);
     }
     // If a byte is malformed, every line is read by itself.
@@ -59,15 +60,29 @@ Lines LineReading::read() {
 }
 
 /// Reads everything with the fast reader, if that one takes it.
-bool LineReading::readStrictly() {
+bool LineReading::readStrictly(Projection* wanted) {
     const std::string_view text = text_.substr(isStart_ ? byteOrderMarkSize(text_) : 0);
-    StrictReader reader(text, values_, options_.bigIntegers);
-    result_.count = reader.readLines();
-    if (result_.count == 0 || !(reader.readOnlyAscii() || isWellFormedUtf8(text))) {
+    bool isAscii = false;
+    if (wanted != nullptr) {
+        ProjectedReader reader(text, values_, options_.bigIntegers, *wanted,
+                               ProjectedReader::Form::Lines);
+        result_.count = reader.read(npos).count;
+        isAscii = reader.readOnlyAscii();
+    } else {
+        StrictReader reader(text, values_, options_.bigIntegers);
+        result_.count = reader.readLines();
+        isAscii = reader.readOnlyAscii();
+    }
+    if (result_.count == 0 || !(isAscii || isWellFormedUtf8(text))) {
         values_.discard();
         return false;
     }
-    result_.first = values_.stack().begin() + StrictReader::firstElement;
+    if (wanted != nullptr) {
+        result_.first = wanted->rows();
+        result_.slots = wanted->slots();
+    } else {
+        result_.first = values_.stack().begin() + StrictReader::firstElement;
+    }
     result_.hasBigIntegers = values_.hasBigIntegers();
     return true;
 }

@@ -2,6 +2,7 @@
 
 /// Reading JSON Lines.
 
+#include "projection.hpp"
 #include "text_reader.hpp"
 #include "value_builder.hpp"
 
@@ -28,11 +29,12 @@ public:
                 ValueBuilder& kept);
 
     /// Reads all, once.
+    /// @param wanted  takes the rows of values where only these are wanted; null otherwise.
     /// @throws std::bad_alloc
-    Lines read();
+    Lines read(Projection* wanted = nullptr);
 
 private:
-    bool readStrictly();
+    bool readStrictly(Projection* wanted);
     std::size_t readGoodLines(std::size_t lineBegin);
     void keepFresh();
     bool endsLine(std::size_t valueBegin, std::size_t& at) const;

@@ -3,6 +3,7 @@
 #include "element_search.hpp"
 #include "line_reading.hpp"
 #include "parse_error.hpp"
+#include "projected_reader.hpp"
 #include "record_loop.hpp"
 #include "strict_reader.hpp"
 #include "text_reader.hpp"
@@ -14,6 +15,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace ostra::io::json::core {
 
@@ -40,8 +43,13 @@ struct ValueMemory {
 
 class RecordReader::Impl {
 public:
-    Impl(const ReadJSONDocumentOptions& options, BigIntegerRule bigIntegers)
-        : options_(options), bigIntegers_(bigIntegers) {}
+    Impl(const ReadJSONDocumentOptions& options, BigIntegerRule bigIntegers,
+         std::vector<WantedPlace> wanted)
+        : options_(options), bigIntegers_(bigIntegers) {
+        if (!wanted.empty()) {
+            projection_.emplace(std::move(wanted));
+        }
+    }
     ~Impl() {
         memory_.reset();
         std::free(buffer_);
@@ -76,7 +84,8 @@ public:
                                            .bigIntegers = bigIntegers_,
                                            .skipBad = skipBad,
                                            .mostDescribed = mostDescribed};
-        return LineReading(text, isStart, options, memory_->values, memory_->kept).read();
+        LineReading lines(text, isStart, options, memory_->values, memory_->kept);
+        return lines.read(projection());
     }
 
 private:
@@ -109,7 +118,7 @@ private:
     /// @return empty if that does not get to the limit or the end of the array.
     std::optional<Records> readStrictly(const Window& window, std::size_t begin, std::size_t limit,
                                         Due due, bool isObject) {
-        if (isObject || due == Due::CommaOrEnd) {
+        if ((isObject && projection() == nullptr) || due == Due::CommaOrEnd) {
             return std::nullopt;
         }
         begin = skipBlank(window.bytes, begin, false);
@@ -120,15 +129,14 @@ private:
             return std::nullopt;
         }
         beginCall(std::min(limit - begin, rest.size()));
-        StrictReader reader(rest, memory_->values, bigIntegers_);
-        const Elements elements = reader.readElements(limit - begin);
-        if (elements.count == 0 ||
-            !(reader.readOnlyAscii() || isWellFormedUtf8(rest.substr(0, elements.end)))) {
+        const auto [elements, isAscii] = readElementsStrictly(rest, limit - begin, isObject);
+        if (elements.count == 0 || !(isAscii || isWellFormedUtf8(rest.substr(0, elements.end)))) {
             return std::nullopt;
         }
         // Behind a comma an element is due only if there is one: or else the comma is reported.
-        if (elements.nextDue && (elements.end == rest.size() || rest[elements.end] == ']' ||
-                                 rest[elements.end] == '/')) {
+        if (elements.nextDue &&
+            (elements.end == rest.size() || rest[elements.end] == (isObject ? '}' : ']') ||
+             rest[elements.end] == '/')) {
             return std::nullopt;
         }
         RecordLoop loop(window, options_, isObject, begin + elements.end,
@@ -139,8 +147,33 @@ private:
         Records records = loop.result();
         records.count = elements.count;
         records.hasBigIntegers = memory_->values.hasBigIntegers();
-        records.first = memory_->values.stack().begin() + StrictReader::firstElement;
+        if (Projection* const wanted = projection()) {
+            records.first = wanted->rows();
+            records.slots = wanted->slots();
+        } else {
+            records.first = memory_->values.stack().begin() + StrictReader::firstElement;
+        }
         return records;
+    }
+
+    /// @return what was read, and whether it is known to be ASCII.
+    std::pair<Elements, bool> readElementsStrictly(std::string_view text, std::size_t limit,
+                                                   bool isObject) {
+        if (Projection* const wanted = projection()) {
+            using Form = ProjectedReader::Form;
+            ProjectedReader reader(text, memory_->values, bigIntegers_, *wanted,
+                                   isObject ? Form::Members : Form::Elements);
+            const Elements elements = reader.read(limit);
+            return {elements, reader.readOnlyAscii()};
+        }
+        StrictReader reader(text, memory_->values, bigIntegers_);
+        const Elements elements = reader.readElements(limit);
+        return {elements, reader.readOnlyAscii()};
+    }
+
+    /// @return null where records are read whole.
+    Projection* projection() {
+        return projection_ && !projection_->isGivenUp() ? &*projection_ : nullptr;
     }
 
     Records readWellFormed(const Window& window, std::size_t begin, std::size_t limit, Due due,
@@ -165,11 +198,14 @@ private:
     char* buffer_ = nullptr;
     std::size_t bufferSize_ = 0;
     std::optional<ValueMemory> memory_;
+    std::optional<Projection> projection_;
 };
 
-RecordReader::RecordReader(const ReadJSONDocumentOptions& options, bool marksBigIntegers)
-    : impl_(std::make_unique<Impl>(options, marksBigIntegers ? BigIntegerRule::RoundAndMark
-                                                             : BigIntegerRule::Round)) {}
+RecordReader::RecordReader(const ReadJSONDocumentOptions& options, bool marksBigIntegers,
+                           std::vector<WantedPlace> wanted)
+    : impl_(std::make_unique<Impl>(
+          options, marksBigIntegers ? BigIntegerRule::RoundAndMark : BigIntegerRule::Round,
+          std::move(wanted))) {}
 RecordReader::~RecordReader() = default;
 
 Records RecordReader::readElements(const Window& window, std::size_t begin, std::size_t limit,

@@ -109,7 +109,7 @@ behindElement:
     if (*at != ',') {
         if (*at != ']') {
             std::size_t usualOutside = usualSpaceAround(container);
-            const char* const gap = at;
+            const std::size_t gap = positionOf(at); // `at` may go over to the tail
             at = skipSpace(at, usualOutside);
             if (*at == ',') {
                 goto commaInArray;

@@ -14,7 +14,7 @@ using rapidjson::Value;
 StrictReader::StrictReader(std::string_view text, ValueBuilder& builder, BigIntegerRule bigIntegers)
     : builder_(builder), bigIntegers_(bigIntegers), stack_(builder.stack()),
       storage_(builder.storage()), limit_(text.data()), end_(text.data() + text.size()),
-      origin_(text.data()), textSize_(text.size()), at_(text.data()) {}
+      text_(text.data()), origin_(text.data()), textSize_(text.size()), at_(text.data()) {}
 
 bool StrictReader::readAll() {
     return goToRoot() && run(Due::root) == Stop::atEnd && nothingFollows();
@@ -102,10 +102,10 @@ void StrictReader::beginElements() {
     stack_.top += firstElement;
 }
 
-/// Behind one of the outermost values: passes white space between `gap` and `at`.
+/// Behind one of the outermost values: passes white space between `gap`, a position, and `at`.
 /// @return whether there is a line end in it, or it goes to the end of the text.
-bool StrictReader::passLineEnd(const char* gap, const char* at) {
-    const std::size_t lineEnds = countByte({gap, static_cast<std::size_t>(at - gap)}, '\n');
+bool StrictReader::passLineEnd(std::size_t gap, const char* at) {
+    const std::size_t lineEnds = countByte({text_ + gap, positionOf(at) - gap}, '\n');
     lineEnds_ += lineEnds;
     ++lineGaps_;
     return lineEnds != 0 || at == end_;

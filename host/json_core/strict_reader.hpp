@@ -73,7 +73,7 @@ public:
     /// are looked at: elsewhere other bytes are refused.
     bool readOnlyAscii() const { return _mm_movemask_epi8(seen_) == 0; }
 
-private:
+protected:
     enum class Due : std::uint8_t { nothing, root, element, behindElement };
 
     /// What stops the machine.
@@ -87,7 +87,7 @@ private:
     bool prepare();
     bool goToRoot();
     void beginElements();
-    [[gnu::noinline]] bool passLineEnd(const char* gap, const char* at);
+    [[gnu::noinline]] bool passLineEnd(std::size_t gap, const char* at);
     bool nothingFollows() const;
     const char* enterTail(const char* at);
     std::size_t positionOf(const char* at) const {
@@ -125,6 +125,7 @@ private:
     ValueStorage& storage_;
     const char* limit_; // a token that begins here or later must call `lookAround` first
     const char* end_;   // of the text or of the tail, whichever is being read
+    const char* const text_;
     const char* origin_;
     std::size_t originPosition_ = 0; // in the text, of what is at `origin_`
     std::size_t stopPosition_ = std::string_view::npos;

@@ -74,6 +74,11 @@ public:
         return (value.data_.f.flags & bigIntegerFlag) != 0;
     }
 
+    /// The last word of what stands for a value that is not there: no value has all flags.
+    static constexpr std::uint64_t absentWord = std::uint64_t{0xFFFF} << 48U;
+
+    static bool isAbsent(const Value& value) { return value.data_.f.flags == absentWord >> 48U; }
+
     // For code that writes the three words of a value directly. The first two are: the bits of a
     // number and 0; the size of a container, twice; the length of a string and 0; the first 16
     // bytes of an inline string. The last one has the flags in its upper 16 bits, and below them a

@@ -43,7 +43,7 @@ std::vector<std::string> tokensOf(const std::string& pointer) {
 DocumentText::DocumentText(ByteSource& source, std::string name, const ReadOptions& options,
                            RowSink& rows)
     : RecordText(source, std::move(name), options, rows),
-      scanner_(options.syntax, tokensOf(options.pointer)), inOrder_(options),
+      scanner_(options.syntax, tokensOf(options.pointer)), inOrder_(options, *rows.plan()),
       readInOrder_(rows.plan()), windowSize_(options.block_size),
       lookAhead_(std::min(options.block_size, firstLookAhead)) {}
 
@@ -122,8 +122,7 @@ bool DocumentText::readBlock(BlockReader& reader, Stretch& stretch) {
     Records records =
         readRecords(reader, window, first, limit, isFirst ? Due::FirstOrEnd : Due::Record);
     stretch.hasRecords = true;
-    stretch.piece.append(records.first, records.count, sizeof(rapidjson::Value),
-                         records.hasBigIntegers);
+    runOf(records, isObject_).appendTo(stretch.piece, records.count);
     stretch.textBegin = begin + first;
     stretch.textEnd = begin + records.end;
     stretch.due = records.due;
@@ -155,8 +154,9 @@ bool DocumentText::step(Stretch& stretch) {
                 const core::Window window =
                     this->window(stretch.textBegin, size + more, inOrder_.buffer);
                 const Records records = readRecords(inOrder_, window, 0, size, due_);
-                return RecordRun{records.first, std::min(records.count, stretch.piece.rows()),
-                                 false, records.hasBigIntegers};
+                RecordRun run = runOf(records, isObject_);
+                run.count = std::min(run.count, stretch.piece.rows());
+                return run;
             });
             return true;
         }
@@ -188,7 +188,7 @@ void DocumentText::readOn(std::size_t limit) {
     readInOrder_.stop = records.stop;
     readInOrder_.refusal = std::move(records.refusal);
     readInOrder_.refusal.offset += position_;
-    takeRun({records.first, records.count, isObject_, records.hasBigIntegers}, readInOrder_);
+    takeRun(runOf(records, isObject_), readInOrder_);
 }
 
 Records DocumentText::readRecords(BlockReader& reader, const core::Window& window,

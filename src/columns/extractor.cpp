@@ -1,5 +1,6 @@
 #include "columns/extractor.hpp"
 
+#include "base/raw_value.hpp"
 #include "columns/field_plan.hpp"
 #include "columns/field_survey.hpp"
 #include "columns/joined_column.hpp"
@@ -30,6 +31,10 @@ void Piece::Impl::appendBatch(std::size_t count, const Record& record) {
     for (std::size_t i = 0; i < count; ++i) {
         walk.find(record(i), found.data() + i, batchSize);
     }
+    appendBatchFound(count);
+}
+
+void Piece::Impl::appendBatchFound(std::size_t count) {
     for (std::size_t field = 0; field < columns.size(); ++field) {
         columns[field].append(found.data() + plan->slotOf(field) * batchSize, count);
     }
@@ -98,6 +103,27 @@ void Piece::append(const rapidjson::Value* first, std::size_t count, std::size_t
                                return *reinterpret_cast<const rapidjson::Value*>(
                                    bytes + (begin + i) * stride);
                            });
+    }
+}
+
+void Piece::appendRows(const rapidjson::Value* first, std::size_t count, std::size_t stride,
+                       bool hasHugeIntegers) {
+    for (PieceColumn& column : impl_->columns) {
+        column.expectHugeIntegers(hasHugeIntegers);
+    }
+    const auto* row = reinterpret_cast<const char*>(first);
+    const std::size_t slots = impl_->plan->slots();
+    for (std::size_t begin = 0; begin < count; begin += Impl::batchSize) {
+        const std::size_t batch = std::min(Impl::batchSize, count - begin);
+        for (std::size_t i = 0; i < batch; ++i, row += stride) {
+            const auto* const values = reinterpret_cast<const rapidjson::Value*>(row);
+            for (std::size_t slot = 0; slot < slots; ++slot) {
+                const rapidjson::Value& value = values[slot];
+                impl_->found[slot * Impl::batchSize + i] =
+                    base::RawValue::isAbsent(value) ? nullptr : &value;
+            }
+        }
+        impl_->appendBatchFound(batch);
     }
 }
 

@@ -41,6 +41,11 @@ public:
     ///                         such: no column holds them exactly.
     void append(const rapidjson::Value* first, std::size_t count, std::size_t stride,
                 bool hasHugeIntegers = false);
+    /// Appends records of which only the values at the plan's slots have been read, absent ones
+    /// marked as `base::RawValue::isAbsent` tells.
+    /// @param stride  as above; failures as above.
+    void appendRows(const rapidjson::Value* first, std::size_t count, std::size_t stride,
+                    bool hasHugeIntegers);
     /// The same for records that lie anywhere.
     void append(std::span<rapidjson::Value* const> records);
 

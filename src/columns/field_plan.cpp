@@ -59,6 +59,28 @@ std::uint32_t FieldPlan::nodeAt(const core::JSONPointer& pointer, bool indexArra
     return at;
 }
 
+std::vector<core::WantedPlace> FieldPlan::wanted() const {
+    if (search_) {
+        return {};
+    }
+    std::vector<core::WantedPlace> places(nodes_.size());
+    for (std::size_t at = 0; at < nodes_.size(); ++at) {
+        const PathNode& node = nodes_[at];
+        const bool isWanted = node.slot != PathNode::noSlot;
+        if (isWanted != node.steps.empty() || node.steps.size() > core::WantedPlace::mostMembers) {
+            return {};
+        }
+        places[at].slot = isWanted ? node.slot : core::WantedPlace::noSlot;
+        for (const auto& [name, step] : node.steps) {
+            if (step.index != rapidjson::kPointerInvalidIndex) { // an element, perhaps
+                return {};
+            }
+            places[at].members.push_back({name, step.node});
+        }
+    }
+    return nodes_.front().steps.empty() ? std::vector<core::WantedPlace>() : places;
+}
+
 std::shared_ptr<const FieldPlan> makePlan(std::span<const Field> fields, bool indexArrays) {
     return std::make_shared<const FieldPlan>(fields, indexArrays);
 }

@@ -6,6 +6,8 @@
 
 #include "platform/json_core.hpp"
 
+#include <ostra/io/json/core/record_reader.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -50,6 +52,10 @@ public:
 
     /// How to look for fields, if that is what the plan is for.
     const std::optional<FieldSearch>& search() const { return search_; }
+
+    /// @return what is to be read of a record, with a slot for each of ours; empty where that could
+    ///         be more than values of members.
+    std::vector<core::WantedPlace> wanted() const;
 
 private:
     std::uint32_t nodeAt(const core::JSONPointer& pointer, bool indexArrays);

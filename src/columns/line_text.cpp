@@ -17,7 +17,7 @@ constexpr std::size_t mostDescribed = 100;
 } // namespace
 
 LineText::LineText(ByteSource& source, std::string name, const ReadOptions& options, RowSink& rows)
-    : RecordText(source, std::move(name), options, rows), again_(options) {}
+    : RecordText(source, std::move(name), options, rows), again_(options, *rows.plan()) {}
 
 bool LineText::readBlock(BlockReader& reader, Stretch& stretch) {
     const std::size_t blockSize = options_.block_size;
@@ -47,7 +47,7 @@ bool LineText::readBlock(BlockReader& reader, Stretch& stretch) {
     stretch.textEnd = begin + window.bytes.size();
     core::Lines lines = readLines(reader, window.bytes.substr(lineEnd), stretch.textBegin);
     stretch.hasRecords = true;
-    stretch.piece.append(lines.first, lines.count, sizeof(rapidjson::Value), lines.hasBigIntegers);
+    runOf(lines, false).appendTo(stretch.piece, lines.count);
     stretch.badLines = lines.badCount;
     stretch.described = std::move(lines.described);
     return true;
@@ -68,7 +68,7 @@ bool LineText::step(Stretch& stretch) {
             const std::size_t size = stretch.textEnd - stretch.textBegin;
             const std::string_view text = source_.read(stretch.textBegin, size, again_.buffer);
             const core::Lines lines = readLines(again_, text, stretch.textBegin);
-            return RecordRun{lines.first, lines.count, false, lines.hasBigIntegers};
+            return runOf(lines, false);
         });
     }
     return true;

@@ -66,7 +66,7 @@ void OrderedBlocks::work(const std::function<bool()>& isEnough) {
 
 std::unique_ptr<BlockReader> OrderedBlocks::takeReader() {
     if (spareReaders_.empty()) {
-        return std::make_unique<BlockReader>(options_);
+        return std::make_unique<BlockReader>(options_, *rows_.plan());
     }
     auto reader = std::move(spareReaders_.back());
     spareReaders_.pop_back();

@@ -25,6 +25,9 @@ struct Piece::Impl {
     template <class Record>
     void appendBatch(std::size_t count, const Record& record);
 
+    /// Appends a batch whose values are in `found`.
+    void appendBatchFound(std::size_t count);
+
     /// Appends records that lie anywhere in memory.
     void appendScattered(std::span<rapidjson::Value* const> records);
 

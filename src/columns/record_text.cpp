@@ -18,7 +18,7 @@ bool RecordText::putInOrder(Stretch& stretch) {
                 return false;
             }
             const std::size_t taken = rows_.append(run_);
-            run_.first += taken * (run_.areMembers ? 2 : 1);
+            run_.first += taken * run_.values();
             run_.count -= taken;
         } else if (unsettled_ != nullptr) {
             settle(*std::exchange(unsettled_, nullptr));

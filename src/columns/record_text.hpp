@@ -3,6 +3,7 @@
 /// A text of records, read in blocks by several threads and put in order by one at a time.
 
 #include "columns/byte_source.hpp"
+#include "columns/field_plan.hpp"
 #include "columns/row_sink.hpp"
 #include "columns/text_locator.hpp"
 
@@ -19,8 +20,8 @@ namespace ostra::io::json::columns {
 
 /// What a thread reads with, kept from block to block.
 struct BlockReader {
-    explicit BlockReader(const ReadOptions& options)
-        : records(options.syntax, options.huge_integers == HugeIntegers::Exact) {}
+    BlockReader(const ReadOptions& options, const FieldPlan& plan)
+        : records(options.syntax, options.huge_integers == HugeIntegers::Exact, plan.wanted()) {}
 
     ReadBuffer buffer;
     core::RecordReader records;

@@ -18,23 +18,21 @@ void RowSink::append(const Piece& piece) {
 
 std::size_t RowSink::append(const RecordRun& run) {
     const std::size_t count = std::min(run.count, room());
-    const std::size_t values = run.areMembers ? 2 : 1;
     piece_.clear();
-    piece_.append(run.first + (values - 1), count, values * sizeof(rapidjson::Value),
-                  run.hasHugeIntegers);
+    run.appendTo(piece_, count);
     if (run.areMembers && wantsKeys_) {
-        appendKeys({run.first, count, true, false});
+        appendKeys(run, count);
     }
     append(piece_);
     return count;
 }
 
-void RowSink::appendKeys(const RecordRun& run) {
+void RowSink::appendKeys(const RecordRun& run, std::size_t count) {
     if (keys_.offsets.empty()) {
         keys_.offsets.push_back(0);
     }
-    for (std::size_t i = 0; i < run.count; ++i) {
-        const rapidjson::Value& key = run.first[2 * i];
+    for (std::size_t i = 0; i < count; ++i) {
+        const rapidjson::Value& key = run.first[run.values() * i];
         keys_.values.append(reinterpret_cast<const std::byte*>(key.GetString()),
                             key.GetStringLength());
         keys_.offsets.push_back(static_cast<std::int64_t>(keys_.values.size()));

@@ -15,13 +15,34 @@
 
 namespace ostra::io::json::columns {
 
-/// Records that lie side by side in a small document.
+/// Records that a reader has read, side by side.
 struct RecordRun {
-    const rapidjson::Value* first = nullptr; // values, or members' keys each followed by its value
+    /// From the record's key, if it has one, to that of the next.
+    std::size_t values() const { return (areMembers ? 1 : 0) + (slots != 0 ? slots : 1); }
+
+    /// Appends the first of them.
+    void appendTo(Piece& piece, std::size_t some) const {
+        const rapidjson::Value* const begin = first + (areMembers ? 1 : 0);
+        const std::size_t stride = values() * sizeof(rapidjson::Value);
+        if (slots != 0) {
+            piece.appendRows(begin, some, stride, hasHugeIntegers);
+        } else {
+            piece.append(begin, some, stride, hasHugeIntegers);
+        }
+    }
+
+    const rapidjson::Value* first = nullptr; // records, or members' keys each in front of its own
     std::size_t count = 0;
+    std::size_t slots = 0; // if not 0: the values that stand for a record
     bool areMembers = false;
     bool hasHugeIntegers = false;
 };
+
+/// @param read  what a reader has read: `core::Records` or `core::Lines`.
+template <class Read>
+RecordRun runOf(const Read& read, bool areMembers) {
+    return {read.first, read.count, read.slots, areMembers, read.hasBigIntegers};
+}
 
 /// Serves one thread at a time.
 class RowSink {
@@ -52,7 +73,7 @@ public:
     std::vector<FoundField> foundFields() const { return joined_.foundFields(); }
 
 private:
-    void appendKeys(const RecordRun& run);
+    void appendKeys(const RecordRun& run, std::size_t count);
 
     std::shared_ptr<const FieldPlan> plan_;
     Joined joined_;

@@ -37,6 +37,20 @@ enum class Due : std::uint8_t {
     CommaOrEnd, ///< what follows a record
 };
 
+/// What is wanted of a record, or of a value in it. The places of a record make a tree: the first
+/// is the record, and all others are values of members.
+struct WantedPlace {
+    static constexpr std::uint32_t noSlot = UINT32_MAX;
+    static constexpr std::size_t mostMembers = 64;
+
+    struct Member {
+        std::string name;        ///< UTF-8; of members with the same name the first one counts
+        std::uint32_t place = 0; ///< the index of its value's place, behind that of the object
+    };
+    std::vector<Member> members; ///< `mostMembers` at most; empty: the value itself is wanted
+    std::uint32_t slot = noSlot; ///< which of a record's values that is; each has one place
+};
+
 /// What was read from a part of a text.
 struct Records {
     /// Why reading ended.
@@ -47,11 +61,14 @@ struct Records {
         Refused, ///< for an error, whatever may follow the window
     };
 
-    /// The records that are complete, side by side: values, or members of an object. They and all
-    /// they hold live until the reader is used again. Integers beyond 64 bits are doubles, marked
+    /// The records that are complete, side by side: whole values, or only what is wanted of them;
+    /// in members of an object their keys stand in front. They live until the reader is used again,
+    /// with all they hold. Integers beyond 64 bits are doubles, marked
     /// as `base::RawValue::isBigInteger` tells.
     const rapidjson::Value* first = nullptr;
     std::size_t count = 0;
+    std::size_t slots = 0; ///< if not 0: so many wanted values stand for a record, absent ones
+                           ///< marked as `base::RawValue::isAbsent` tells
     bool hasBigIntegers = false; ///< whether there are any, in the records or behind them
 
     std::size_t end = 0;   ///< where in the window to go on, or behind the closing bracket
@@ -70,6 +87,7 @@ struct BadLine {
 struct Lines {
     const rapidjson::Value* first = nullptr; ///< as `Records::first`
     std::size_t count = 0;
+    std::size_t slots = 0; ///< as `Records::slots`
     bool hasBigIntegers = false;
     std::size_t badCount = 0;       ///< lines that are refused
     std::vector<BadLine> described; ///< the first of them, in order
@@ -83,7 +101,11 @@ class TVIOJSONTREE_EXPORT RecordReader {
 public:
     /// @param options           what the text may contain beyond RFC 8259.
     /// @param marksBigIntegers  whether those beyond 64 bits can be told from other doubles.
-    explicit RecordReader(const ReadJSONDocumentOptions& options, bool marksBigIntegers = true);
+    /// @param wanted            what is wanted of the records; empty for all of them. Whole ones
+    /// are
+    ///                          read all the same where the text is not strict JSON.
+    explicit RecordReader(const ReadJSONDocumentOptions& options, bool marksBigIntegers = true,
+                          std::vector<WantedPlace> wanted = {});
     ~RecordReader();
     RecordReader(const RecordReader&) = delete;
     RecordReader& operator=(const RecordReader&) = delete;
