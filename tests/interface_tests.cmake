@@ -20,11 +20,18 @@ command_test(exported_symbols exported_symbols.sh ${CMAKE_CURRENT_SOURCE_DIR}/ex
 find_program(ABIDW abidw)
 find_program(ABIDIFF abidiff)
 if(ABIDW AND ABIDIFF AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    add_library(public_types SHARED abi/public_types.cpp)
-    target_link_libraries(public_types PRIVATE tviojsontree_interface)
-    target_compile_options(public_types PRIVATE -g -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
-    command_test(binary_interface binary_interface.sh $<TARGET_FILE:public_types>
-                 ${CMAKE_CURRENT_SOURCE_DIR}/abi/libtviojsontree.abi ${PROJECT_SOURCE_DIR})
+    function(binary_interface_test name types baseline)
+        add_library(${types} SHARED abi/${types}.cpp)
+        target_link_libraries(${types} PRIVATE tviojsontree_interface)
+        target_compile_options(${types} PRIVATE -g -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+        command_test(${name} binary_interface.sh $<TARGET_FILE:${types}>
+                     ${CMAKE_CURRENT_SOURCE_DIR}/abi/${baseline} ${PROJECT_SOURCE_DIR})
+    endfunction()
+    binary_interface_test(binary_interface public_types libtviojsontree.abi)
+    if(TARGET tviojsoncolumns)
+        binary_interface_test(binary_interface_of_columns public_column_types
+                              libtviojsoncolumns.abi)
+    endif()
 else()
     message(STATUS "The binary interface is not compared: that takes GCC and abigail-tools")
 endif()

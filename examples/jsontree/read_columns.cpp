@@ -1,6 +1,7 @@
 #include "read_columns.hpp"
 
 #include "console.hpp"
+#include "input.hpp"
 #include "records.hpp"
 #include "table.hpp"
 
@@ -70,14 +71,13 @@ columns_api::ReadOptions optionsOf(const Options& options) {
 }
 
 /// Reads all; a column that is a mixture, or of objects, is read as JSON.
-RecordColumns readAll(const Options& options, std::vector<Field> fields) {
-    const auto source = columns_api::Source::file(options.file());
+RecordColumns readAll(Input& input, const Options& options, std::vector<Field> fields) {
     columns_api::ReadOptions how = optionsOf(options);
     ProgressBar bar;
     how.progress = [&bar](const columns_api::Progress& progress) { return bar.show(progress); };
     for (;;) {
         try {
-            return read_columns(source, fields, how);
+            return read_columns(input.source(), fields, how);
         } catch (const columns_api::ColumnConflict& conflict) {
             const auto mixed = std::find_if(fields.begin(), fields.end(), [&](const Field& field) {
                 return field.name == conflict.field() && field.type.want == columns_api::Want::Any;
@@ -91,13 +91,12 @@ RecordColumns readAll(const Options& options, std::vector<Field> fields) {
 }
 
 /// The first records as a document of their own.
-void printFirst(const Options& options) {
+void printFirst(Input& input, const Options& options) {
     constexpr std::size_t shown = 3;
     const std::vector<Field> whole = {{"record", "", {.want = columns_api::Want::Json}}};
     columns_api::ReadOptions how = optionsOf(options);
     how.huge_integers = columns_api::HugeIntegers::AsDouble;
-    columns_api::ColumnReader reader(columns_api::Source::file(options.file()), whole, how,
-                                     {.records = shown});
+    columns_api::ColumnReader reader(input.source(), whole, how, {.records = shown});
     std::string lines;
     if (const auto first = reader.next()) {
         for (std::size_t row = 0; row < first->records; ++row) {
@@ -153,11 +152,12 @@ void readColumns(const Options& options) {
     if (selectors.empty() && (options.has("csv") || options.has("json-lines"))) {
         throw std::runtime_error("columns: which --column SELECTOR? See --help");
     }
-    const RecordColumns table = readAll(options, fields);
+    Input input(options.file());
+    const RecordColumns table = readAll(input, options, fields);
     const std::string pointer = options.value("records").value_or("");
     print(printable(options.file() + (pointer.empty() ? "" : " " + pointer)) + ": " +
           counted(table.records, "record") + "\n");
-    printFirst(options);
+    printFirst(input, options);
     for (std::size_t c = 0; c < selectors.size(); ++c) {
         print("\n");
         printColumn(selectors[c], table.columns[c]);

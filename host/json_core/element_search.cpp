@@ -80,7 +80,7 @@ private:
 
 } // namespace
 
-std::size_t findElement(std::string_view text, std::size_t from, std::size_t size) {
+std::size_t findElement(std::string_view text, std::size_t from, std::size_t size, bool inObject) {
     const std::string_view part = text.substr(from, size);
     std::size_t best = npos;
     int bestLevel = std::numeric_limits<int>::max();
@@ -89,9 +89,11 @@ std::size_t findElement(std::string_view text, std::size_t from, std::size_t siz
     Tokens tokens(part);
     while (const std::optional<Token> token = tokens.next()) {
         const char c = token->first;
-        // Not a key: members begin with one, and only they.
+        // Members begin with a key, and only they. A string at the end of the part is undecided.
+        const bool isString = c == '"';
+        const bool isSeen = !isString || token->end != npos;
         const bool isElement =
-            afterComma && (c != '"' || (token->end != npos && !isKey(part, token->end)));
+            afterComma && isSeen && inObject == (isString && isKey(part, token->end));
         afterComma = c == ',';
         if (isElement && level < bestLevel) {
             best = from + token->begin;

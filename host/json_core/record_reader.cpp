@@ -223,8 +223,8 @@ Lines RecordReader::readLines(std::string_view text, bool isStart, bool skipBad,
     return impl_->readLines(text, isStart, skipBad, mostDescribed);
 }
 
-std::size_t findRecord(std::string_view text, std::size_t from, std::size_t size) {
-    return findElement(text, from, size);
+std::size_t findRecord(std::string_view text, std::size_t from, std::size_t size, bool inObject) {
+    return findElement(text, from, size, inObject);
 }
 
 } // namespace ostra::io::json::core

@@ -58,7 +58,6 @@ void DocumentText::start(const std::function<void()>& report) {
     }
     origin_ = position_;
     isObject_ = scanner_.isObject();
-    guessing_ = !isObject_;
 }
 
 void DocumentText::finish(const std::function<void()>& report) {
@@ -111,18 +110,22 @@ bool DocumentText::readBlock(BlockReader& reader, Stretch& stretch) {
         return false;
     }
     const bool isFirst = stretch.block == 0;
-    const std::size_t first = isFirst ? 0 : core::findRecord(window.bytes, 0, lookAhead);
+    const std::size_t first = isFirst ? 0 : core::findRecord(window.bytes, 0, lookAhead, isObject_);
     if (first == npos) {
         return true;
     }
     const std::size_t next = window.bytes.size() <= blockSize
                                  ? npos
-                                 : core::findRecord(window.bytes, blockSize, lookAhead);
+                                 : core::findRecord(window.bytes, blockSize, lookAhead, isObject_);
     const std::size_t limit = std::min(next, window.bytes.size());
     Records records =
         readRecords(reader, window, first, limit, isFirst ? Due::FirstOrEnd : Due::Record);
     stretch.hasRecords = true;
-    runOf(records, isObject_).appendTo(stretch.piece, records.count);
+    const RecordRun run = runOf(records, isObject_);
+    run.appendTo(stretch.piece, run.count);
+    if (isObject_ && options_.keys) {
+        run.appendKeysTo(stretch.keys, run.count);
+    }
     stretch.textBegin = begin + first;
     stretch.textEnd = begin + records.end;
     stretch.due = records.due;

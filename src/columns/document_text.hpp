@@ -12,9 +12,9 @@ namespace ostra::io::json::columns {
 
 /// The elements of an array, or the members of an object.
 ///
-/// A block of an array begins where an element seems to begin, and is read ahead as if it did. It
-/// is taken over only if the reader that goes through the text in order arrives exactly there, with
-/// an element due; otherwise that one reads it again. Members are read in order only.
+/// A block begins where a record seems to begin, and is read ahead as if it did. It is taken over
+/// only if the reader that goes through the text in order arrives exactly there, with a record due;
+/// otherwise that one reads it again.
 class DocumentText : public RecordText {
 public:
     DocumentText(ByteSource& source, std::string name, const ReadOptions& options, RowSink& rows);
@@ -56,7 +56,7 @@ private:
     std::size_t windowSize_; // for it: grows with the records
 
     std::atomic<bool> guessing_ = true;  // whether blocks are read ahead at all
-    std::atomic<std::size_t> lookAhead_; // bytes in which a guess looks for an element
+    std::atomic<std::size_t> lookAhead_; // bytes in which a guess looks for a record
     std::size_t misses_ = 0;             // one after the other
 };
 

@@ -38,6 +38,7 @@ struct Stretch {
         rows = badLines = 0;
         described.clear();
         piece.clear();
+        keys.clear();
     }
 
     std::size_t block = 0;
@@ -56,6 +57,7 @@ struct Stretch {
 
     std::size_t rows = 0;
     Piece piece;
+    Keys keys; // of its rows, where they are wanted
 };
 
 /// What both forms of texts have in common.
@@ -110,7 +112,7 @@ protected:
     template <class Read>
     void take(const Stretch& stretch, const Read& read) {
         if (stretch.piece.rows() <= rows_.room()) {
-            rows_.append(stretch.piece);
+            rows_.append(stretch.piece, stretch.keys);
             settle(stretch);
             return;
         }

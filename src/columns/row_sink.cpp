@@ -10,8 +10,9 @@ RowSink::RowSink(std::shared_ptr<const FieldPlan> plan, std::size_t mostRows, bo
     : plan_(std::move(plan)), joined_(plan_, 0), piece_(plan_),
       mostRows_(mostRows == 0 ? SIZE_MAX : mostRows), wantsKeys_(wantsKeys) {}
 
-void RowSink::append(const Piece& piece) {
+void RowSink::append(const Piece& piece, const Keys& keys) {
     joined_.append(piece);
+    append(keys);
     rows_ += piece.rows();
     allRows_ += piece.rows();
 }
@@ -19,25 +20,25 @@ void RowSink::append(const Piece& piece) {
 std::size_t RowSink::append(const RecordRun& run) {
     const std::size_t count = std::min(run.count, room());
     piece_.clear();
+    pieceKeys_.clear();
     run.appendTo(piece_, count);
     if (run.areMembers && wantsKeys_) {
-        appendKeys(run, count);
+        run.appendKeysTo(pieceKeys_, count);
     }
-    append(piece_);
+    append(piece_, pieceKeys_);
     return count;
 }
 
-void RowSink::appendKeys(const RecordRun& run, std::size_t count) {
+void RowSink::append(const Keys& keys) {
     if (keys_.offsets.empty()) {
         keys_.offsets.push_back(0);
     }
-    for (std::size_t i = 0; i < count; ++i) {
-        const rapidjson::Value& key = run.first[run.values() * i];
-        keys_.values.append(reinterpret_cast<const std::byte*>(key.GetString()),
-                            key.GetStringLength());
-        keys_.offsets.push_back(static_cast<std::int64_t>(keys_.values.size()));
-        keys_.states.push_back(State::Present);
-    }
+    const auto before = static_cast<std::int64_t>(keys_.values.size());
+    const std::size_t count = keys.ends.size();
+    std::transform(keys.ends.begin(), keys.ends.end(), keys_.offsets.extend(count),
+                   [before](std::int64_t end) { return before + end; });
+    std::fill_n(keys_.states.extend(count), count, State::Present);
+    keys_.values.append(keys.bytes.data(), keys.bytes.size());
 }
 
 RecordColumns RowSink::take(bool keepTypes, bool areMembers) {

@@ -9,11 +9,23 @@
 #include <ostra/io/json/tree/rapidjson.hpp>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <vector>
 
 namespace ostra::io::json::columns {
+
+/// Keys of consecutive records.
+struct Keys {
+    void clear() noexcept {
+        bytes.clear();
+        ends.clear();
+    }
+
+    Block<std::byte> bytes;
+    Block<std::int64_t> ends; // of each of them
+};
 
 /// Records that a reader has read, side by side.
 struct RecordRun {
@@ -28,6 +40,17 @@ struct RecordRun {
             piece.appendRows(begin, some, stride, hasHugeIntegers);
         } else {
             piece.append(begin, some, stride, hasHugeIntegers);
+        }
+    }
+
+    /// Appends the keys of the first of them.
+    /// @throws std::bad_alloc  the keys may then only be cleared or destroyed.
+    void appendKeysTo(Keys& keys, std::size_t some) const {
+        for (std::size_t i = 0; i < some; ++i) {
+            const rapidjson::Value& key = first[values() * i];
+            keys.bytes.append(reinterpret_cast<const std::byte*>(key.GetString()),
+                              key.GetStringLength());
+            keys.ends.push_back(static_cast<std::int64_t>(keys.bytes.size()));
         }
     }
 
@@ -54,8 +77,9 @@ public:
     std::size_t room() const { return mostRows_ - rows_; }
 
     /// Appends a piece of `room()` rows at most.
+    /// @param keys  of its rows; none where they are not wanted.
     /// @throws ColumnConflict, std::bad_alloc
-    void append(const Piece& piece);
+    void append(const Piece& piece, const Keys& keys);
 
     /// Appends the first records of a run, as many as there is room for.
     /// @return how many.
@@ -73,11 +97,12 @@ public:
     std::vector<FoundField> foundFields() const { return joined_.foundFields(); }
 
 private:
-    void appendKeys(const RecordRun& run, std::size_t count);
+    void append(const Keys& keys);
 
     std::shared_ptr<const FieldPlan> plan_;
     Joined joined_;
-    Piece piece_; // for runs
+    Piece piece_;    // for runs
+    Keys pieceKeys_; // likewise
     std::size_t mostRows_;
     std::size_t rows_ = 0;
     std::size_t allRows_ = 0;

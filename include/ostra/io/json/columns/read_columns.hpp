@@ -161,8 +161,10 @@ struct RecordColumns {
 /// @throws std::invalid_argument  if a pointer, a type or an option does not make sense.
 /// @throws Cancelled              if the progress callback said so.
 /// @throws std::bad_alloc
-/// Cost: linear in the text, in one pass. Elements of an array and lines are read on all threads,
-/// members of an object on one. Any nesting depth on any stack.
+/// Cost: linear in the text, in one pass, on all threads. Values that no field selects are checked
+/// but not built, where pointers select members by name; a field for the record itself, or one
+/// whose pointer could select an element of an array, makes it read whole records. Any nesting
+/// depth on any stack.
 TVIOJSONCOLUMNS_EXPORT RecordColumns read_columns(const Source& source,
                                                   std::span<const Field> fields,
                                                   const ReadOptions& options = {});
