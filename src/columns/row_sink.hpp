@@ -34,6 +34,9 @@ struct RecordRun {
 
     /// Appends the first of them.
     void appendTo(Piece& piece, std::size_t some) const {
+        if (some == 0) { // there may be no `first`, then
+            return;
+        }
         const rapidjson::Value* const begin = first + (areMembers ? 1 : 0);
         const std::size_t stride = values() * sizeof(rapidjson::Value);
         if (slots != 0) {
