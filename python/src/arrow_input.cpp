@@ -1,6 +1,7 @@
 #include "arrow_input.hpp"
 
 #include "errors.hpp"
+#include "gil.hpp"
 
 namespace ostrajson {
 
@@ -82,7 +83,7 @@ void ArrowInput::readStream(nb::handle capsule) {
         ArrowArray& chunk = chunks_.back();
         int status = 0;
         { // a producer may compute, or call Python on another thread
-            const nb::gil_scoped_release released;
+            const GilReleased released;
             status = stream.get_next(&stream, &chunk);
         }
         check(status);

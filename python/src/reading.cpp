@@ -256,7 +256,7 @@ nb::tuple readColumns(nb::handle source, nb::handle name, nb::handle fields, nb:
 nb::list findFields(nb::handle source, nb::handle name, nb::handle options, nb::handle maxDepth,
                     nb::handle maxFields) {
     const Input input = toInput(source, std::string(textArgument(name, "name")));
-    const columns::ReadOptions how = toOptions(options);
+    const columns::ReadOptions how = toOptions(options, input.errands);
     columns::FieldSearch search;
     if (!maxDepth.is_none()) {
         search.max_depth = countArgument(maxDepth, "max_depth");

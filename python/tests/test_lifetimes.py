@@ -212,7 +212,8 @@ class Endless:
         return b'{"t":1}\\n' * (size // 8 + 1)
 def work():
     while True:
-        oj.read_columns(Endless() if sys.argv[1] == "file" else b'[1]\\n' * 10**7, [""], lines=True)
+        source = Endless() if sys.argv[1] == "file" else b'{"t":1}\\n' * 10**7
+        oj.read_columns(source, ["/t"], lines=True)
 threading.Thread(target=work, daemon=True).start()
 time.sleep(0.5)
 """
