@@ -1,7 +1,10 @@
 #pragma once
 
 /// @file
-/// Contiguous memory that grows in place.
+/// Contiguous memory that grows in place: what holds the values, offsets and states of columns.
+///
+/// Threads: a block is used by one thread at a time, or read by many while none changes it. Nothing
+/// throws that is not said to; after an exception a block is as it was.
 
 #include <ostra/io/json/columns/export.hpp>
 
@@ -25,16 +28,22 @@ public:
     Memory(const Memory&) = delete;
     Memory& operator=(const Memory&) = delete;
 
+    /// @return the first byte, null if nothing has been reserved; valid until the next `reserve`,
+    ///         `shrink`, move or destruction.
     std::byte* data() noexcept { return data_; }
     const std::byte* data() const noexcept { return data_; }
+    /// @return how many bytes can be used.
     std::size_t capacity() const noexcept { return capacity_; }
 
     /// Makes room for `size` bytes in all; keeps the first `used`. Grows by half at least.
+    /// @param used  bytes, at most `capacity()`.
     /// Cost: constant for each page in use if the block is mapped already; else a copy.
     /// @throws std::bad_alloc  if memory is exhausted; nothing changes.
     void reserve(std::size_t size, std::size_t used);
 
     /// Gives what lies behind the first `used` bytes back to the system if that is worth it.
+    /// @param used  bytes, at most `capacity()`; what is kept may move.
+    /// Cost: constant if the block is mapped; else at most a copy.
     void shrink(std::size_t used) noexcept;
 
 private:
@@ -46,7 +55,13 @@ private:
     bool mapped_ = false; // else the block is malloc's
 };
 
-/// A growable array of plain elements.
+/// A growable array of plain elements: a vector that can grow without initialising what is added,
+/// and without a copy if it is large. Moving takes the memory along and leaves an empty array.
+///
+/// Pointers and references to elements are valid until the array grows beyond what is reserved, is
+/// shrunk, moved or destroyed. No index is checked.
+///
+/// @tparam T  trivially copyable; its alignment at most that of `malloc`.
 template <class T>
 class Block {
     static_assert(std::is_trivially_copyable_v<T>);
@@ -61,6 +76,7 @@ public:
         return *this;
     }
 
+    /// @return the first element; null if nothing has been reserved.
     T* data() noexcept { return reinterpret_cast<T*>(memory_.data()); }
     const T* data() const noexcept { return reinterpret_cast<const T*>(memory_.data()); }
     std::size_t size() const noexcept { return size_; }
@@ -72,6 +88,7 @@ public:
     const T* begin() const noexcept { return data(); }
     const T* end() const noexcept { return data() + size_; }
 
+    /// Makes room for `count` elements in all.
     /// @throws std::bad_alloc  if memory is exhausted; nothing changes.
     void reserve(std::size_t count) {
         if (count > memory_.capacity() / sizeof(T)) {
@@ -82,6 +99,8 @@ public:
         }
     }
 
+    /// Appends a copy of `value`, which must not be an element of this array.
+    /// @throws std::bad_alloc  as `reserve`. Cost: amortised constant.
     void push_back(const T& value) {
         if ((size_ + 1) * sizeof(T) > memory_.capacity()) {
             reserve(size_ + 1);
@@ -91,6 +110,7 @@ public:
 
     /// Appends `count` elements whose content is the caller's to write.
     /// @return the first of them.
+    /// @throws std::bad_alloc  as `reserve`. Cost: amortised constant.
     T* extend(std::size_t count) {
         if (count > static_cast<std::size_t>(PTRDIFF_MAX) - size_) {
             throw std::bad_alloc();
@@ -101,6 +121,8 @@ public:
         return first;
     }
 
+    /// Appends copies of `count` elements, which must not be elements of this array.
+    /// @throws std::bad_alloc  as `reserve`. Cost: amortised linear in `count`.
     void append(const T* values, std::size_t count) {
         if (count != 0) {
             std::memcpy(static_cast<void*>(extend(count)), values, count * sizeof(T));
@@ -109,7 +131,9 @@ public:
 
     /// Makes the first `count` elements, which are reserved and written, the whole array.
     void setSize(std::size_t count) noexcept { size_ = count; }
+    /// Removes all elements and keeps the memory.
     void clear() noexcept { size_ = 0; }
+    /// Gives memory that is reserved beyond the elements back, as `Memory::shrink`.
     void shrink() noexcept { memory_.shrink(size_ * sizeof(T)); }
 
 private:
