@@ -104,7 +104,7 @@ class Columns(Mapping[str, Any]):
     array of shape (rows, k).
 
     Whatever takes Arrow's tables or record batches by the PyCapsule interface takes columns as they
-    are: pyarrow.table(columns), polars.DataFrame(columns), duckdb's queries. See Column.
+    are: pyarrow.table(columns), polars.from_arrow(columns), duckdb's queries. See Column.
 
     Attributes:
         rows: The number of records.
