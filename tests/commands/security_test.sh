@@ -8,7 +8,7 @@ missing=$(grep -E '^\|' SECURITY.md | sed -E 's/^\|[^|]*\|//' | grep -oE '`[A-Za
         case $suite in
         fuzz_*) grep -q "tviojsontree_fuzzer(${suite#fuzz_}[ )]" fuzz/CMakeLists.txt ;;
         configuration) grep -q "configuration_test($name " tests/package_tests.cmake ;;
-        [a-z]*) grep -q "command_test($suite " tests/*.cmake ;;
+        [a-z]*) grep -qE "(command|binary_interface)_test\($suite " tests/*.cmake ;;
         *) grep -qE "TEST(_[FP])?\($suite, $name\)" tests/*.cpp ;;
         esac || echo "$suite.$name"
     done)
