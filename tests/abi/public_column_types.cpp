@@ -1,5 +1,6 @@
 /// As public_types.cpp, for the library of columns and what the embedded core offers it.
 
+#include <ostra/io/json/columns/find_fields.hpp>
 #include <ostra/io/json/columns/node_columns.hpp>
 #include <ostra/io/json/columns/read_columns.hpp>
 #include <ostra/io/json/columns/text_io.hpp>
@@ -21,6 +22,8 @@ columns::Source* source;
 columns::Progress* progress;
 columns::Cancelled* cancelled;
 columns::ReadOptions* readOptions;
+columns::FieldSearch* fieldSearch;
+columns::FoundField* foundField;
 columns::RecordColumns* recordColumns;
 columns::ColumnReader* columnReader;
 columns::Utf8Text* text;
@@ -37,6 +40,7 @@ core::TextPosition* position;
 decltype(&columns::get_column) getColumn;
 decltype(&columns::set_column) setColumn;
 decltype(&columns::select) selectColumns;
+decltype(&columns::find_fields) findFields;
 decltype(&columns::read_columns) readColumns;
 decltype(&columns::read_utf8) readUtf8;
 decltype(&columns::read_lines) readLines;
