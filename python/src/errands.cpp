@@ -4,6 +4,8 @@
 
 #include <ostra/io/json/columns/read_columns.hpp>
 
+#include <cxxabi.h>
+
 #include <chrono>
 #include <thread>
 #include <utility>
@@ -13,6 +15,7 @@ namespace ostrajson {
 namespace nb = nanobind;
 
 void Errands::serve(const std::function<void()>& operation) {
+    const Running running;
     isCancelled_ = hasEnded_ = false;
     failure_ = nullptr;
     std::exception_ptr thrown;
@@ -58,9 +61,14 @@ void Errands::wait() {
             if (failure_ == nullptr && PyErr_CheckSignals() != 0) {
                 throw nb::python_error();
             }
+            if (isToEnd()) {
+                throw ostra::io::json::columns::Cancelled();
+            }
             if (failure_ == nullptr && next != nullptr) {
                 (*next->errand)();
             }
+        } catch (const abi::__forced_unwind&) { // the interpreter has ended meanwhile
+            waitForTheEnd();
         } catch (...) {
             failure_ = std::current_exception();
         }

@@ -8,6 +8,33 @@
 
 namespace ostrajson {
 
+/// Counts the operations that run without the global lock.
+///
+/// A program may end while daemon threads run them. Static objects, oneTBB's among them, must not
+/// be destroyed under their hands: so before the interpreter ends it waits for them
+/// (`endOperations`), and those that can be cancelled are.
+class Running {
+public:
+    Running() noexcept;
+    ~Running();
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+};
+
+/// Whether the program is ending, and the calling thread is not the one that ends it.
+bool isToEnd() noexcept;
+
+/// To be called when the interpreter is about to end, by the thread that ends it, with the global
+/// lock. Waits for the operations of other threads, five seconds at most.
+void endOperations();
+
+/// Never returns: the process is about to end, and the calling thread is not to be seen again.
+[[noreturn]] inline void waitForTheEnd() noexcept {
+    for (;;) {
+        pause();
+    }
+}
+
 /// Takes the global lock, or never returns.
 ///
 /// A thread that wants the lock after the interpreter has ended is ended in turn, up to
@@ -19,9 +46,7 @@ void takeGil(const Take& take) noexcept {
     try {
         take();
     } catch (...) {
-        for (;;) {
-            pause();
-        }
+        waitForTheEnd();
     }
 }
 
@@ -36,6 +61,7 @@ public:
     GilReleased& operator=(const GilReleased&) = delete;
 
 private:
+    Running running_;
     PyThreadState* state_;
 };
 

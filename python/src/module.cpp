@@ -1,6 +1,7 @@
 #include "arrays.hpp"
 #include "document.hpp"
 #include "errors.hpp"
+#include "gil.hpp"
 
 NB_MODULE(_core, module) {
     using namespace ostrajson;
@@ -14,4 +15,5 @@ NB_MODULE(_core, module) {
     bindReading(module);
     bindCursor(module);
     bindEveryday(module);
+    nb::module_::import_("atexit").attr("register")(nb::cpp_function(endOperations));
 }

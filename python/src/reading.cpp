@@ -150,6 +150,9 @@ std::function<bool(const columns::Progress&)> toProgress(nb::handle callback,
                                                          const std::shared_ptr<Errands>& errands) {
     const auto tell = shareable(nb::borrow(callback));
     const auto report = [tell](const columns::Progress& progress) {
+        if (isToEnd()) {
+            throw columns::Cancelled();
+        }
         if (PyErr_CheckSignals() != 0) {
             throw nb::python_error();
         }
@@ -202,10 +205,19 @@ columns::ReadOptions toOptions(nb::handle given, const std::shared_ptr<Errands>&
     return options;
 }
 
+/// Keeps the calling thread from going on if the program is ending.
+void stayIfEnding() {
+    if (isToEnd()) {
+        PyEval_SaveThread();
+        waitForTheEnd();
+    }
+}
+
 /// Runs a reading operation without the GIL.
-template <class Operation>
-auto reading(const Input& input, const Operation& operation) {
+template <class Read>
+auto reading(const Input& input, const Read& operation) {
     int number = 0;
+    stayIfEnding();
     try {
         return withColumns([&] {
             if (input.errands != nullptr) {
@@ -216,6 +228,9 @@ auto reading(const Input& input, const Operation& operation) {
             const GilReleased released;
             return operation();
         });
+    } catch (const columns::Cancelled&) {
+        stayIfEnding();
+        throw;
     } catch (const core::ParseError& error) {
         raiseDecodeError(error.fields(), around(input, error.fields().byte));
     } catch (const std::system_error& error) {
