@@ -43,8 +43,8 @@ bool bit(const void* bits, std::size_t i) {
 
 /// A half-precision float; doubles hold all of them.
 double fromHalf(std::uint16_t bits) {
-    const int exponent = bits >> 10U & 31U;
-    const int fraction = bits & 1023U;
+    const auto exponent = static_cast<int>(bits >> 10U & 31U);
+    const auto fraction = static_cast<int>(bits & 1023U);
     const double size = exponent == 31  ? (fraction == 0 ? HUGE_VAL : NAN)
                         : exponent == 0 ? std::ldexp(fraction, -24)
                                         : std::ldexp(fraction + 1024, exponent - 25);
