@@ -7,9 +7,24 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
 namespace {
+
+/// A thread that outlives the library's own variables, as the workers of a pool do: built before
+/// them, this one is destroyed behind them.
+struct LastThread {
+    std::thread thread;
+    std::atomic<bool> hasRead = false, mayEnd = false;
+    ~LastThread() {
+        mayEnd = true;
+        if (thread.joinable()) {
+            thread.join();
+        }
+    }
+};
+[[gnu::init_priority(101)]] LastThread lastThread;
 
 using fuzz::identical;
 using fuzz::Outcome;
@@ -147,6 +162,7 @@ TEST(StrictReader, OfRandomNumbers) {
 TEST(StrictReader, OnThreadsThatEnd) {
     const std::string large = '[' + repeat("[1,2],", 60'000) + "3]";
     std::vector<std::jthread> threads;
+    threads.reserve(4);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&large] {
             for (const std::string& text : {std::string("[1]"), large, std::string("[[2]]")}) {
@@ -154,6 +170,25 @@ TEST(StrictReader, OnThreadsThatEnd) {
             }
         });
     }
+}
+
+/// Checked where leaks are: nothing else would notice.
+TEST(StrictReader, OnAThreadThatEndsAfterMain) {
+    EXPECT_EXIT(
+        {
+            lastThread.thread = std::thread([] {
+                expectTheSame("[1]");
+                lastThread.hasRead = true;
+                while (!lastThread.mayEnd) {
+                    std::this_thread::yield();
+                }
+            });
+            while (!lastThread.hasRead) {
+                std::this_thread::yield();
+            }
+            std::exit(0); // NOLINT(concurrency-mt-unsafe): nothing else runs
+        },
+        ::testing::ExitedWithCode(0), "");
 }
 
 } // namespace

@@ -32,16 +32,13 @@ struct Kept {
 
 /// Frees a thread's memory when the thread ends. Not a destructor of `kept`: registering one
 /// allocates, and the C library aborts if there is no memory.
+///
+/// The key is never deleted: oneTBB's workers end after this library's variables are destroyed, and
+/// their memory would be lost. So what contains this is linked with `-z nodelete`: the C library
+/// calls freeKept whenever a thread ends.
 class ThreadEnds {
 public:
     ThreadEnds() noexcept : works_(::pthread_key_create(&key_, &freeKept) == 0) {}
-    ~ThreadEnds() {
-        if (works_) {
-            ::pthread_key_delete(key_);
-        }
-    }
-    ThreadEnds(const ThreadEnds&) = delete;
-    ThreadEnds& operator=(const ThreadEnds&) = delete;
 
     /// @return whether this thread's `kept` will be freed.
     bool announce() const noexcept { return works_ && ::pthread_setspecific(key_, &kept) == 0; }
