@@ -28,6 +28,28 @@ _FORMATS = {
 }  # fmt: skip
 
 
+class Exporter:
+    """What consumers take by the interface: a column, or columns as the children of a struct.
+
+    All of it raises a ColumnTypeError if a value is out of the range of the dtype asked for.
+    """
+
+    def _arrow(self) -> _Arrow:
+        raise NotImplementedError
+
+    def __arrow_c_schema__(self) -> object:
+        """Return the type as a capsule "arrow_schema"."""
+        return self._arrow().schema()
+
+    def __arrow_c_array__(self, requested_schema: object = None) -> tuple[object, object]:
+        """Return capsules "arrow_schema" and "arrow_array"; another schema is not heeded."""
+        return self._arrow().array()
+
+    def __arrow_c_stream__(self, requested_schema: object = None) -> object:
+        """Return a capsule "arrow_array_stream" of one array; another schema is not heeded."""
+        return self._arrow().stream()
+
+
 def table(columns: Mapping[str, _Column], fields: Mapping[str, Field], rows: int) -> _Arrow:
     """Return columns as the children of a struct."""
     from ._core import _Arrow

@@ -27,7 +27,7 @@ __all__ = ["Column", "Columns", "Field", "FieldsLike", "Ragged", "RawText", "Sta
 State: TypeAlias = "npt.NDArray[np.uint8]"
 
 
-class Column:
+class Column(_arrow.Exporter):
     """One column, for what takes Arrow's arrays as the PyCapsule interface gives them.
 
     That is pyarrow.array, polars.Series, pandas.Series.from_arrow and others. Integers, doubles and
@@ -80,23 +80,11 @@ class Column:
         """The same of each element, if there are several a row."""
         return self._column.value_states
 
-    def __arrow_c_schema__(self) -> object:
-        """Return the type as a capsule "arrow_schema"."""
-        return self._arrow().schema()
-
-    def __arrow_c_array__(self, requested_schema: object = None) -> tuple[object, object]:
-        """Return capsules "arrow_schema" and "arrow_array"; another schema is not heeded."""
-        return self._arrow().array()
-
-    def __arrow_c_stream__(self, requested_schema: object = None) -> object:
-        """Return a capsule "arrow_array_stream" of one array; another schema is not heeded."""
-        return self._arrow().stream()
-
     def _arrow(self) -> _Arrow:
         return _arrow.single(self.name, self._column, self.field)
 
 
-class Columns(Mapping[str, Any]):
+class Columns(_arrow.Exporter, Mapping[str, Any]):
     """Columns by name, each as an array over memory of its own.
 
     Numbers, booleans: an ndarray; if rows are missing, a numpy.ma.MaskedArray (floats: NaN).
@@ -148,18 +136,6 @@ class Columns(Mapping[str, Any]):
             KeyError: If there is no such column.
         """
         return self._views[name]
-
-    def __arrow_c_schema__(self) -> object:
-        """Return the type, a struct of the columns, as a capsule "arrow_schema"."""
-        return self._arrow().schema()
-
-    def __arrow_c_array__(self, requested_schema: object = None) -> tuple[object, object]:
-        """Return capsules "arrow_schema" and "arrow_array"; another schema is not heeded."""
-        return self._arrow().array()
-
-    def __arrow_c_stream__(self, requested_schema: object = None) -> object:
-        """Return a capsule "arrow_array_stream" of one batch; another schema is not heeded."""
-        return self._arrow().stream()
 
     def _arrow(self) -> _Arrow:
         return _arrow.table(self._columns, self.fields, self.rows)
