@@ -6,11 +6,29 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <thread>
+
+namespace {
+
+/// What waiting for the disk answers, and how often that was asked for.
+struct Disk {
+    int answer = 0;
+    int waits = 0;
+} disk;
+
+} // namespace
+
+/// In place of the C library's.
+extern "C" [[gnu::visibility("default")]] int fsync(int /*descriptor*/) {
+    ++disk.waits;
+    errno = EIO;
+    return disk.answer;
+}
 
 namespace {
 
@@ -68,18 +86,34 @@ TEST(KilledWriter, LeavesTheOldFileOrTheNewOne) {
 
 TEST(FullDisk, LeavesTheOldFileAndNothingBeside) {
     const test::TemporaryFolder folder;
-    const std::string disk = folder / "disk";
-    fs::create_directory(disk);
-    if (mount("none", disk.c_str(), "tmpfs", 0, "size=256k") != 0) {
+    const std::string small = folder / "disk";
+    fs::create_directory(small);
+    if (mount("none", small.c_str(), "tmpfs", 0, "size=256k") != 0) {
         GTEST_SKIP() << "mounting a small disk takes root's rights";
     }
-    const std::string path = disk + "/file.json";
+    const std::string path = small + "/file.json";
     test::tree::write_file(documentOf(1, 5), u16(path), {});
     const auto fill = [&] { test::tree::write_file(documentOf(2, 200'000), u16(path), {}); };
     EXPECT_EQ(test::messageOf(fill), "cannot write '" + path + "': No space left on device");
     EXPECT_EQ(test::contentOf(path), "[1,1,1,1,1]");
-    EXPECT_EQ(entriesIn(disk), 1);
-    EXPECT_EQ(umount(disk.c_str()), 0);
+    EXPECT_EQ(entriesIn(small), 1);
+    EXPECT_EQ(umount(small.c_str()), 0);
+}
+
+TEST(Disk, IsWaitedForWhereThereIsAFileToLose) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder / "file.json";
+    disk = {.answer = -1};
+    test::tree::write_file(documentOf(1, 5), u16(path), {});
+    EXPECT_EQ(disk.waits, 0);
+    const auto replace = [&] { test::tree::write_file(documentOf(2, 5), u16(path), {}); };
+    EXPECT_EQ(test::messageOf(replace), "cannot write '" + path + "': Input/output error");
+    EXPECT_EQ(test::contentOf(path), "[1,1,1,1,1]");
+    EXPECT_EQ(entriesIn(folder / ""), 1);
+    disk = {};
+    replace();
+    EXPECT_EQ(disk.waits, 1);
+    EXPECT_EQ(test::contentOf(path), "[2,2,2,2,2]");
 }
 
 } // namespace

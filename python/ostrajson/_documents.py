@@ -59,7 +59,9 @@ def write(
 
     Args:
         target: A path (compressed if it ends in .gz), a file object, or a URL for fsspec. A file
-            that cannot be written completely is as it was before.
+            that cannot be written completely is as it was before; one that is replaced keeps its
+            name until the new one is on the disk. New files get there when the system writes them,
+            as usual.
         indent: Spaces, or tabs, per level; None for a compact text.
         allow_nan: Whether to write NaN and infinities as words instead of null.
         lines: Whether to write JSON Lines: each element of the root on a line of its own.
