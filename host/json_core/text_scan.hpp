@@ -7,6 +7,7 @@
 
 #include <emmintrin.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -154,12 +155,17 @@ struct Digits {
 
 /// @return how often a byte stands in a text.
 inline std::size_t countByte(std::string_view text, char byte) {
+    constexpr std::size_t mostVectors = 255; // each may add one to every lane of bytes
+    const __m128i wanted = _mm_set1_epi8(byte);
     std::size_t count = 0;
     std::size_t i = 0;
-    for (; i + sizeof(__m128i) <= text.size(); i += sizeof(__m128i)) {
-        const __m128i equal = _mm_cmpeq_epi8(loadVector(text.data() + i), _mm_set1_epi8(byte));
-        const __m128i sums =
-            _mm_sad_epu8(_mm_sub_epi8(_mm_setzero_si128(), equal), _mm_setzero_si128());
+    while (text.size() - i >= sizeof wanted) {
+        const std::size_t vectors = std::min((text.size() - i) / sizeof wanted, mostVectors);
+        __m128i lanes = _mm_setzero_si128();
+        for (const std::size_t end = i + vectors * sizeof wanted; i != end; i += sizeof wanted) {
+            lanes = _mm_sub_epi8(lanes, _mm_cmpeq_epi8(loadVector(text.data() + i), wanted));
+        }
+        const __m128i sums = _mm_sad_epu8(lanes, _mm_setzero_si128());
         count += static_cast<std::size_t>(
             _mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums))));
     }

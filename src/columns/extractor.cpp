@@ -190,6 +190,12 @@ void Joined::append(const Piece& piece) {
     impl_->rows += piece.rows();
 }
 
+void Joined::expect(double times) {
+    for (JoinedColumn& column : impl_->columns) {
+        column.expect(times);
+    }
+}
+
 std::size_t Joined::rows() const {
     return impl_->rows;
 }

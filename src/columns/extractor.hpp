@@ -72,6 +72,9 @@ public:
     ///                         too many fields were found. @throws std::bad_alloc
     void append(const Piece& piece);
 
+    /// Prepares for `times` as much as there is now. Only a guess, which never fails.
+    void expect(double times);
+
     /// Rows since the last `take`.
     std::size_t rows() const;
 

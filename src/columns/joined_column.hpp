@@ -26,6 +26,9 @@ public:
     /// @throws std::bad_alloc  this may then only be destroyed.
     void append(const Gathered& piece);
 
+    /// Prepares for `times` as much as there is now. Only a guess, which never fails.
+    void expect(double times);
+
     /// Settles the type and hands the column out; the rows go on counting.
     /// @param keepType  whether the type, if values decided it, is that of all that
     /// follow.

@@ -126,6 +126,7 @@ private:
         }
         const std::size_t begin = text_->position();
         blocks_.run([&] {
+            expectMore(begin);
             return rows_.room() == 0 ||
                    (batch_.bytes != 0 && text_->position() - begin >= batch_.bytes);
         });
@@ -136,7 +137,29 @@ private:
         }
     }
 
+    /// Guesses, from the first rows of a batch, how many it will have.
+    void expectMore(std::size_t begin) {
+        const std::size_t done = text_->position() - begin;
+        if (isExpected_ || rows_.rows() == 0 || done == 0) {
+            return;
+        }
+        const auto share = [](std::size_t of, std::size_t some) {
+            return static_cast<double>(of) / static_cast<double>(some);
+        };
+        const std::size_t all = std::max(bytes_->size().value_or(0), text_->position());
+        double times = share(all - begin, done);
+        if (batch_.bytes != 0) {
+            times = std::min(times, share(batch_.bytes, done));
+        }
+        if (batch_.records != 0) {
+            times = std::min(times, share(batch_.records, rows_.rows()));
+        }
+        rows_.expect(times);
+        isExpected_ = true;
+    }
+
     RecordColumns take() {
+        isExpected_ = false;
         RecordColumns batch =
             rows_.take(batch_.records != 0 || batch_.bytes != 0, text_->hasKeys());
         text_->addTo(batch);
@@ -151,6 +174,7 @@ private:
     Reporter reporter_;
     OrderedBlocks blocks_;
     bool isStarted_ = false;
+    bool isExpected_ = false; // whether the batch knows how large it is going to be
     bool isFinished_ = false;
     bool hasFailed_ = false;
 };

@@ -93,6 +93,9 @@ public:
     std::size_t rows() const { return rows_; }       // of the batch
     std::size_t allRows() const { return allRows_; } // of this one and those before
 
+    /// Prepares the batch for `times` as many rows as it has. Only a guess, which never fails.
+    void expect(double times) { joined_.expect(times); }
+
     /// @param areMembers  whether the records of the text have keys.
     RecordColumns take(bool keepTypes, bool areMembers);
 
