@@ -283,6 +283,26 @@ TEST(Flattening, CountsBeforeItCollects) {
 }
 #endif
 
+/// Long texts are written by several threads, each into memory of its own.
+TEST(LongText, OfAFailingMachine) {
+    const auto dom = test::randomDocument(1, 9'000, 1);
+    const std::u16string whole = test::tree::write_string(*dom, {});
+    ASSERT_GT(whole.size(), 500'000U);
+    long n = 0;
+    for (bool isOver = false; !isOver;) {
+        left = ++n;
+        const long before = living;
+        try {
+            const Faults failing(allocations);
+            EXPECT_TRUE(test::tree::write_string(*dom, {}) == whole);
+        } catch (const std::bad_alloc&) {
+        }
+        EXPECT_EQ(living, before) << n;
+        isOver = left > 0;
+    }
+    EXPECT_GT(n, 10);
+}
+
 /// In a loop that several threads work on, some of which fail at the same time.
 TEST(HostFailure, ReachesTheCallerOnceAndChangesNothing) {
     constexpr long count = 2000;
