@@ -65,14 +65,14 @@ bool Projection::stateBehind(std::uint32_t place, std::uint64_t found, std::stri
     return true;
 }
 
-void Projection::learn(std::uint32_t state, Link link, std::string_view text) {
+void Projection::learn(std::uint32_t state, const Link& link, std::string_view text) {
     constexpr std::size_t vectorSize = sizeof(__m128i);
-    text.copy(link.text.data(), Link::longest);
-    link.size = static_cast<std::uint32_t>(text.size());
-    link.head = (std::uint32_t{1} << std::min(text.size(), vectorSize)) - 1;
-    link.other = 0;
     const auto added = static_cast<std::uint32_t>(links_.size());
-    links_.push_back(link);
+    Link& learnt = links_.emplace_back(link);
+    text.copy(learnt.text.data(), Link::longest);
+    learnt.size = static_cast<std::uint32_t>(text.size());
+    learnt.head = (std::uint32_t{1} << std::min(text.size(), vectorSize)) - 1;
+    learnt.other = 0;
     State& at = states_[state];
     std::uint32_t* place = &at.first;
     while (*place != 0) {

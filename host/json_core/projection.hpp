@@ -92,7 +92,7 @@ public:
     bool isGivenUp() const { return isGivenUp_; }
 
     /// Adds a link to a state that may have one more.
-    void learn(std::uint32_t state, Link link, std::string_view text);
+    void learn(std::uint32_t state, const Link& link, std::string_view text);
 
     // The wanted values: a row a record, each with the same number of values.
 

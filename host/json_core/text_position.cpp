@@ -1,64 +1,61 @@
 #include <ostra/io/json/core/text_position.hpp>
 
-#include <emmintrin.h>
+#include "text_scan.hpp"
 
-#include <bit>
+#include <algorithm>
+#include <cstring>
 
 namespace ostra::io::json::core {
 
 namespace {
 
-constexpr std::size_t blockSize = sizeof(__m128i);
 constexpr std::string_view mark = "\xEF\xBB\xBF";
 
 bool isContinuation(char c) {
     return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
 }
 
-unsigned bytesEqual(__m128i block, char c) {
-    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(c))));
-}
-
-/// @return how many bytes of a mask are set. There is no instruction for it on every x86-64.
-std::size_t countSet(__m128i mask) {
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i sums = _mm_sad_epu8(_mm_sub_epi8(zero, mask), zero);
-    return static_cast<std::size_t>(
-        _mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums))));
+/// @return how many code points begin there.
+std::size_t countStarts(std::string_view bytes) {
+    return bytes.size() - countBytes(bytes, [](__m128i some) { // the signed ones below -64
+               return _mm_cmplt_epi8(some, _mm_set1_epi8(-64));
+           });
 }
 
 } // namespace
 
 void TextPosition::advance(std::string_view bytes) noexcept {
+    constexpr std::size_t stretchSize = std::size_t{4} << 10U;
     std::size_t i = 0;
     for (; i < bytes.size() && byte_ < mark.size(); ++i) {
         advanceByte(bytes[i]);
     }
-    for (; i + blockSize <= bytes.size(); i += blockSize) {
-        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes.data() + i));
-        if (afterCr_ || bytesEqual(block, '\r') != 0) {
-            for (std::size_t k = 0; k < blockSize; ++k) {
-                advanceByte(bytes[i + k]);
-            }
+    while (i < bytes.size()) {
+        if (afterCr_) {
+            advanceByte(bytes[i++]);
             continue;
         }
-        // Continuation bytes are the signed ones below -64.
-        const __m128i isStart = _mm_cmpgt_epi8(block, _mm_set1_epi8(static_cast<char>(-65)));
-        const unsigned ends = bytesEqual(block, '\n');
-        if (ends == 0) {
-            place_.column += countSet(isStart);
-            byte_ += blockSize;
-            continue;
+        const std::string_view stretch = bytes.substr(i, stretchSize);
+        const std::size_t size = std::min(stretch.find('\r'), stretch.size());
+        advanceWithoutCr(stretch.substr(0, size));
+        i += size;
+        if (size != stretch.size()) {
+            advanceByte(bytes[i++]);
         }
-        auto starts = static_cast<unsigned>(_mm_movemask_epi8(isStart));
-        starts &= ~((2U << static_cast<unsigned>(31 - std::countl_zero(ends))) - 1);
-        place_.line += static_cast<std::size_t>(std::popcount(ends));
-        place_.column = 1 + static_cast<std::size_t>(std::popcount(starts));
-        byte_ += blockSize;
     }
-    for (; i < bytes.size(); ++i) {
-        advanceByte(bytes[i]);
+}
+
+/// Columns count from the last line end on: in front of it there is nothing but lines to count.
+void TextPosition::advanceWithoutCr(std::string_view bytes) noexcept {
+    const void* const lastEnd = ::memrchr(bytes.data(), '\n', bytes.size());
+    std::size_t lineBegin = 0;
+    if (lastEnd != nullptr) {
+        lineBegin = static_cast<std::size_t>(static_cast<const char*>(lastEnd) + 1 - bytes.data());
+        place_.line += countByte(bytes.substr(0, lineBegin), '\n');
+        place_.column = 1;
     }
+    place_.column += countStarts(bytes.substr(lineBegin));
+    byte_ += bytes.size();
 }
 
 void TextPosition::advanceByte(char c) noexcept {

@@ -8,6 +8,7 @@
 #include <emmintrin.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -153,26 +154,40 @@ struct Digits {
                base::RawValue::realWord);
 }
 
-/// @return how often a byte stands in a text.
-inline std::size_t countByte(std::string_view text, char byte) {
+/// Counts bytes of a text.
+/// @param matches  sets the bits of those of 16 bytes that count; a zero does not.
+template <class Matches>
+inline std::size_t countBytes(std::string_view text, const Matches& matches) {
     constexpr std::size_t mostVectors = 255; // each may add one to every lane of bytes
-    const __m128i wanted = _mm_set1_epi8(byte);
     std::size_t count = 0;
     std::size_t i = 0;
-    while (text.size() - i >= sizeof wanted) {
-        const std::size_t vectors = std::min((text.size() - i) / sizeof wanted, mostVectors);
-        __m128i lanes = _mm_setzero_si128();
-        for (const std::size_t end = i + vectors * sizeof wanted; i != end; i += sizeof wanted) {
-            lanes = _mm_sub_epi8(lanes, _mm_cmpeq_epi8(loadVector(text.data() + i), wanted));
-        }
+    const auto add = [&count](__m128i lanes) {
         const __m128i sums = _mm_sad_epu8(lanes, _mm_setzero_si128());
         count += static_cast<std::size_t>(
             _mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums))));
+    };
+    while (text.size() - i >= sizeof(__m128i)) {
+        const std::size_t vectors = std::min((text.size() - i) / sizeof(__m128i), mostVectors);
+        __m128i lanes = _mm_setzero_si128();
+        for (const std::size_t end = i + vectors * sizeof(__m128i); i != end;
+             i += sizeof(__m128i)) {
+            lanes = _mm_sub_epi8(lanes, matches(loadVector(text.data() + i)));
+        }
+        add(lanes);
     }
-    for (; i < text.size(); ++i) {
-        count += text[i] == byte ? 1 : 0;
+    if (i != text.size()) {
+        std::array<char, sizeof(__m128i)> rest{};
+        text.copy(rest.data(), rest.size(), i);
+        add(_mm_sub_epi8(_mm_setzero_si128(), matches(loadVector(rest.data()))));
     }
     return count;
+}
+
+/// @param byte  not zero.
+inline std::size_t countByte(std::string_view text, char byte) {
+    return countBytes(text, [wanted = _mm_set1_epi8(byte)](__m128i bytes) {
+        return _mm_cmpeq_epi8(bytes, wanted);
+    });
 }
 
 } // namespace ostra::io::json::core

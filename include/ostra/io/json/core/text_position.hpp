@@ -41,6 +41,7 @@ public:
 
 private:
     void advanceByte(char c) noexcept;
+    void advanceWithoutCr(std::string_view bytes) noexcept;
 
     std::size_t byte_ = 0;
     LineAndColumn place_;
