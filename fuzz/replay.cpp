@@ -21,6 +21,7 @@ void replay(const std::filesystem::path& file) {
 
 } // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): ends the process, as any fault
 int main(int argc, char** argv) {
     std::size_t files = 0;
     for (int i = 1; i < argc; ++i) {

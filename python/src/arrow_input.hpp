@@ -21,8 +21,7 @@ namespace nb = nanobind;
 class ArrowInput {
 public:
     /// @throws nb::python_error  what the object raises; a ValueError with a stream's own message
-    /// if
-    ///                           that fails; a TypeError for capsules of another kind.
+    ///                           if that fails; a TypeError for capsules of another kind.
     explicit ArrowInput(nb::handle object);
     ~ArrowInput();
     ArrowInput(ArrowInput&& other) noexcept

@@ -15,8 +15,7 @@ namespace ostrajson {
 class TextInput {
 public:
     /// @throws nanobind::python_error  TypeError, naming the argument; UnicodeEncodeError for a
-    /// lone
-    ///                                 surrogate in a str; BufferError for a buffer in pieces.
+    ///                                 lone surrogate in a str; BufferError for a buffer in pieces.
     TextInput(nanobind::handle given, const char* argument);
     ~TextInput();
     TextInput(const TextInput&) = delete;

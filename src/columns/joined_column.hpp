@@ -30,8 +30,7 @@ public:
     void expect(double times);
 
     /// Settles the type and hands the column out; the rows go on counting.
-    /// @param keepType  whether the type, if values decided it, is that of all that
-    /// follow.
+    /// @param keepType  whether the type, if values decided it, is that of all that follow.
     /// @throws std::bad_alloc
     Column take(bool keepType);
 

@@ -44,12 +44,12 @@ public:
     /// it grows meanwhile does not matter, that it shrinks is an error. What has no size, such as a
     /// pipe, is read as a stream.
     /// @param path  in the system's own encoding, without NUL characters; names the source in
-    /// errors.
+    ///              errors.
     static Source file(std::string path);
 
     /// Bytes in memory.
     /// @param text  must live and stay as it is until the reading call, or the `ColumnReader`,
-    /// ends.
+    ///              ends.
     /// @param name  names the source in errors, UTF-8; may be empty.
     static Source memory(std::string_view text, std::string name = {});
 

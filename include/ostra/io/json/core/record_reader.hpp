@@ -102,8 +102,7 @@ public:
     /// @param options           what the text may contain beyond RFC 8259.
     /// @param marksBigIntegers  whether those beyond 64 bits can be told from other doubles.
     /// @param wanted            what is wanted of the records; empty for all of them. Whole ones
-    /// are
-    ///                          read all the same where the text is not strict JSON.
+    ///                          are read all the same where the text is not strict JSON.
     explicit RecordReader(const ReadJSONDocumentOptions& options, bool marksBigIntegers = true,
                           std::vector<WantedPlace> wanted = {});
     ~RecordReader();
