@@ -330,35 +330,32 @@ TEST(ReadColumns, OfStreamsFilesAndPipes) {
             return read_columns(Source::memory(text, "source"), fuzz::blocks::someFields(),
                                 options);
         });
+        const auto expectTheSame = [&](const Source& source, const std::string& name) {
+            std::string outcome = fuzz::blocks::outcomeOf(
+                [&] { return read_columns(source, fuzz::blocks::someFields(), options); });
+            if (const auto found = outcome.find(name); found != std::string::npos) {
+                outcome.replace(found, name.size(), "source");
+            }
+            EXPECT_EQ(outcome, expected) << name;
+        };
+        const std::string file = folder / "file";
+        const std::string inside = folder / "a file around it";
+        test::writeBytes(file, text);
+        test::writeBytes(inside, "[1,\n" + text + "2,\n");
         for (const std::size_t blockSize : {5'000U, 250'000U}) {
             options.block_size = blockSize;
             for (const std::size_t threads : {1U, 4U}) {
                 options.threads = threads;
-                EXPECT_EQ(expected, fuzz::blocks::outcomeOf([&] {
-                              return read_columns(streamOf(text, std::make_shared<std::size_t>(0)),
-                                                  fuzz::blocks::someFields(), options);
-                          }));
-                const std::string file = folder / "file";
-                test::writeBytes(file, text);
-                std::string outcome = fuzz::blocks::outcomeOf([&] {
-                    return read_columns(Source::file(file), fuzz::blocks::someFields(), options);
-                });
-                if (const auto name = outcome.find(file); name != std::string::npos) {
-                    outcome.replace(name, file.size(), "source");
-                }
-                EXPECT_EQ(outcome, expected);
+                expectTheSame(streamOf(text, std::make_shared<std::size_t>(0)), "source");
+                expectTheSame(Source::file(file), file);
+                expectTheSame(Source::file(inside, 4, text.size()), inside);
             }
         }
         const std::string pipe = folder / "pipe";
         ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
         static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // where the reader has had enough
         std::thread writer([&] { test::writeBytes(pipe, text); });
-        std::string outcome = fuzz::blocks::outcomeOf(
-            [&] { return read_columns(Source::file(pipe), fuzz::blocks::someFields(), options); });
-        if (const auto name = outcome.find(pipe); name != std::string::npos) {
-            outcome.replace(name, pipe.size(), "source");
-        }
-        EXPECT_EQ(outcome, expected);
+        expectTheSame(Source::file(pipe), pipe);
         writer.join();
         std::filesystem::remove(pipe);
     }
@@ -396,6 +393,12 @@ TEST(ReadColumns, OfFilesThatChangeMeanwhile) {
                   }),
                   "cannot read '" + path + "': it became shorter while it was read");
         EXPECT_FALSE(shrinking.next());
+    }
+    for (const auto& [begin, size] :
+         {std::pair{100'001UL, 0UL}, {99'999UL, 2UL}, {1UL, SIZE_MAX}}) {
+        const Source part = Source::file(path, begin, size);
+        EXPECT_EQ(test::messageOf([&] { (void)read_columns(part, fields, {}); }),
+                  "cannot read '" + path + "': it has only 100000 bytes");
     }
 }
 

@@ -46,15 +46,24 @@ class Files:
         """Give what `read_columns` takes to read a part: a path, or a file object."""
         from fsspec.compression import compr
 
-        is_whole, compression = part.end is None, self._compression_of(part.path)
-        if is_whole and compression is None and self.is_local:
+        compression = self._compression_of(part.path)
+        is_plain = compression is None and self.is_local
+        if part.end is None and is_plain:
             yield part.path
             return
         with (
             self.system.open(part.path, "rb", block_size=_AHEAD) as packed,
             compr[compression](packed, mode="rb") as file,
         ):
-            yield file if is_whole else LinesOfRange(file, part.start, part.end)
+            if part.end is None:
+                yield file
+            elif is_plain:  # which the library reads itself, in three quarters of the time
+                end = LinesOfRange(file, part.end, None).begin
+                lines = LinesOfRange(file, part.start, part.end)
+                lines.part_of_file = (part.path, lines.begin, end)
+                yield lines
+            else:
+                yield LinesOfRange(file, part.start, part.end)
 
     @property
     def is_local(self) -> bool:
@@ -85,6 +94,7 @@ class LinesOfRange:
 
     Attributes:
         begin: Where in the file its text begins; its end if no line begins in the range.
+        part_of_file: The path of a local file, and where its text begins and ends there.
     """
 
     def __init__(self, file: BinaryIO, start: int, end: int | None) -> None:
@@ -92,6 +102,7 @@ class LinesOfRange:
         self._end = end
         self.begin = self._at = start
         self._is_inside_line = False  # whether the last byte given was not the end of a line
+        self.part_of_file: tuple[str, int, int] | None = None
         if start > 0:
             file.seek(start - 1)
             self.begin = self._at = start - 1 + self._skip_line()

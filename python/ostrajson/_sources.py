@@ -30,7 +30,13 @@ def is_buffer(source: Source) -> bool:
 
 @contextmanager
 def opened(source: Source) -> Iterator[Any]:
-    """Give a plain path as str, a buffer as it is, and anything else as a file object to read."""
+    """Give what the library reads: a path, a part of a file, a buffer, or a file object.
+
+    A part is a path and where the part begins and ends.
+    """
+    if (part := getattr(source, "part_of_file", None)) is not None:
+        yield part
+        return
     if is_buffer(source) or hasattr(source, "read"):
         yield source
         return

@@ -87,17 +87,27 @@ struct Input {
     columns::Source source;
     nb::object given;                 // a path, a buffer, or a file object
     std::shared_ptr<Errands> errands; // of a file object
+    std::size_t begin = 0;            // of the text in a file
 };
+
+std::string encodedPath(nb::handle path) {
+    PyObject* encoded = nullptr;
+    if (PyUnicode_FSConverter(path.ptr(), &encoded) == 0) { // refuses NUL characters
+        throw nb::python_error();
+    }
+    return PyBytes_AS_STRING(nb::object(nb::steal(encoded)).ptr());
+}
 
 Input toInput(nb::handle given, const std::string& name) {
     PyObject* const o = given.ptr();
     if (PyUnicode_Check(o)) {
-        PyObject* encoded = nullptr;
-        if (PyUnicode_FSConverter(o, &encoded) == 0) { // refuses NUL characters
-            throw nb::python_error();
-        }
-        const nb::object path = nb::steal(encoded);
-        return {columns::Source::file(PyBytes_AS_STRING(path.ptr())), nb::borrow(given), nullptr};
+        return {columns::Source::file(encodedPath(given)), nb::borrow(given), nullptr};
+    }
+    if (PyTuple_Check(o)) { // some bytes of a file: where they begin and end
+        const nb::object path = given[0];
+        const std::size_t begin = countArgument(nb::object(given[1]), "begin");
+        const std::size_t end = countArgument(nb::object(given[2]), "end");
+        return {columns::Source::file(encodedPath(path), begin, end - begin), path, nullptr, begin};
     }
     if (PyBytes_Check(o)) {
         const std::string_view text(PyBytes_AS_STRING(o),
@@ -125,7 +135,8 @@ std::string around(const Input& input, std::size_t place) {
         const int file =
             path.is_valid() ? ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1;
         if (file >= 0) {
-            const ssize_t got = ::pread(file, text.data(), text.size(), static_cast<off_t>(begin));
+            const ssize_t got =
+                ::pread(file, text.data(), text.size(), static_cast<off_t>(input.begin + begin));
             size = got > 0 ? static_cast<std::size_t>(got) : 0;
             ::close(file);
         }

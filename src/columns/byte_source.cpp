@@ -20,6 +20,7 @@ public:
     static const std::string& name(const Source& source) { return source.name_; }
     static std::string_view text(const Source& source) { return source.text_; }
     static const Source::Read& read(const Source& source) { return source.read_; }
+    static std::size_t begin(const Source& source) { return source.begin_; }
     static std::optional<std::size_t> size(const Source& source) { return source.size_; }
 };
 
@@ -89,14 +90,14 @@ private:
 /// A mapped file that someone truncates kills the process that looks at it: so it is read.
 class FileSource : public ByteSource {
 public:
-    FileSource(std::shared_ptr<const OpenFile> file, std::size_t size)
-        : file_(std::move(file)), size_(size) {}
+    FileSource(std::shared_ptr<const OpenFile> file, std::size_t begin, std::size_t size)
+        : file_(std::move(file)), begin_(begin), size_(size) {}
 
     std::string_view read(std::size_t offset, std::size_t size, ReadBuffer& buffer) override {
         size = std::min(size, size_ - std::min(offset, size_));
         char* const to = buffer.require(size);
         for (std::size_t have = 0; have < size;) {
-            const std::size_t got = file_->readAt(offset + have, to + have, size - have);
+            const std::size_t got = file_->readAt(begin_ + offset + have, to + have, size - have);
             if (got == 0) {
                 throw std::runtime_error("cannot read '" + file_->path() +
                                          "': it became shorter while it was read");
@@ -110,7 +111,8 @@ public:
 
 private:
     std::shared_ptr<const OpenFile> file_;
-    std::size_t size_; // when it was opened
+    std::size_t begin_; // of the text in the file
+    std::size_t size_;  // of the text: that of a whole file when it was opened
 };
 
 class MemorySource : public ByteSource {
@@ -138,6 +140,13 @@ Source Source::file(std::string path) {
     return source;
 }
 
+Source Source::file(std::string path, std::size_t begin, std::size_t size) {
+    Source source = file(std::move(path));
+    source.begin_ = begin;
+    source.size_ = size;
+    return source;
+}
+
 Source Source::memory(std::string_view text, std::string name) {
     Source source;
     source.text_ = text;
@@ -160,8 +169,18 @@ const std::string& nameOf(const Source& source) {
 std::unique_ptr<ByteSource> openSource(const Source& source) {
     if (SourceAccess::isFile(source)) {
         auto file = std::make_shared<const OpenFile>(SourceAccess::name(source));
-        if (const auto size = file->size()) {
-            return std::make_unique<FileSource>(std::move(file), *size);
+        const std::size_t begin = SourceAccess::begin(source);
+        const std::optional<std::size_t> all = file->size();
+        if (const auto part = SourceAccess::size(source)) {
+            const std::size_t there = all.value_or(0);
+            if (begin > there || *part > there - begin) {
+                throw std::runtime_error("cannot read '" + file->path() + "': it has only " +
+                                         std::to_string(there) + " bytes");
+            }
+            return std::make_unique<FileSource>(std::move(file), begin, *part);
+        }
+        if (all) {
+            return std::make_unique<FileSource>(std::move(file), 0, *all);
         }
         return std::make_unique<StreamSource>(
             [file](char* to, std::size_t size) { return file->readNext(to, size); }, std::nullopt);

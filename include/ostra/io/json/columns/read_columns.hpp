@@ -47,6 +47,13 @@ public:
     ///              errors.
     static Source file(std::string path);
 
+    /// Some bytes of a regular file, which are the text: the share of one of many tasks. They are
+    /// read as those of a whole file are; positions count from the first of them.
+    /// @param path   as above.
+    /// @param begin  the first byte, from 0.
+    /// @param size   bytes. That the file does not hold them is an error of the call that reads.
+    static Source file(std::string path, std::size_t begin, std::size_t size);
+
     /// Bytes in memory.
     /// @param text  must live and stay as it is until the reading call, or the `ColumnReader`,
     ///              ends.
@@ -66,7 +73,8 @@ private:
     std::string name_; // a path, if it is a file
     std::string_view text_;
     Read read_;
-    std::optional<std::size_t> size_;
+    std::size_t begin_ = 0;
+    std::optional<std::size_t> size_; // of a whole file it shows when it is opened
 };
 
 /// How far a call has come.
