@@ -123,6 +123,8 @@ def run_lazy(name: str, workers: int, folder: pathlib.Path, files: int) -> dict[
     from distributed import Client, LocalCluster
 
     pattern = [str(folder / "many" / f"x-{i:03}.jsonl") for i in range(files)]
+    for path in pattern:
+        pathlib.Path(path).read_bytes()  # into the page cache
     with (
         LocalCluster(n_workers=workers, threads_per_worker=1, dashboard_address=None) as cluster,
         Client(cluster) as client,

@@ -3,9 +3,9 @@
 Dask alone decides what runs where and when, and runs again what was lost. Needs the packages dask
 (with its extra "dataframe") and, for other than local files, those that fsspec names.
 
-Costs: a task reads its part of a file as a stream: each thread of a worker holds the columns of one
-partition and about 8 MB (16 from an object store), never the text. Dask lets a task extract only
-those fields that the computation needs, except for len(), which extracts them all.
+Costs: a task reads its part of a file block by block: each thread of a worker holds the columns of
+one partition and about 8 MB (16 from an object store), never the text. Dask lets a task extract
+only those fields that the computation needs, except for len(), which extracts them all.
 """
 
 from __future__ import annotations
