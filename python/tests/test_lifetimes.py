@@ -189,6 +189,7 @@ at = []
 def interrupt():
     at.append(time.monotonic())
     os.kill(os.getpid(), signal.SIGINT)
+signal.signal(signal.SIGINT, signal.default_int_handler)  # background jobs ignore it
 threading.Timer(0.5, interrupt).start()
 try:
     oj.read_columns(globals()[sys.argv[1]](), ["/t"], lines=True)
