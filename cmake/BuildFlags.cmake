@@ -15,7 +15,8 @@ function(tviojsontree_flags target)
         endif()
     endif()
     if(TVIOJSONTREE_FUZZ)
-        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link
+                               -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/fuzz/ignored.txt)
     endif()
     if(TVIOJSONTREE_SANITIZER)
         target_compile_options(${target} PRIVATE -fsanitize=${TVIOJSONTREE_SANITIZER}
