@@ -57,14 +57,13 @@ class Files:
         ):
             if part.end is None:
                 yield file
-            elif is_plain:  # which the library reads itself, in three quarters of the time
+                return
+            lines = LinesOfRange(file, part.start, part.end)
+            if is_plain:  # which the library reads itself, in three quarters of the time
                 end = LinesOfRange(file, part.end, None).begin
-                file.seek(0)
-                lines = LinesOfRange(file, part.start, part.end)
+                file.seek(lines.begin)
                 lines.part_of_file = (part.path, lines.begin, end)
-                yield lines
-            else:
-                yield LinesOfRange(file, part.start, part.end)
+            yield lines
 
     @property
     def is_local(self) -> bool:
