@@ -22,6 +22,8 @@ import platform
 import subprocess
 import sys
 import time
+from collections.abc import Callable
+from typing import Any
 
 import numpy as np
 import sides
@@ -99,6 +101,23 @@ def warm_memory() -> None:
     np.ones(1 << 27)
 
 
+def forget_peak() -> None:
+    """Let this process's peak of memory begin anew."""
+    pathlib.Path("/proc/self/clear_refs").write_text("5")
+
+
+def measured(call: Callable[[], Any]) -> tuple[Any, dict[str, float]]:
+    """Call something; also return how long it took and by how much the process's peak grew."""
+    warm_memory()
+    forget_peak()
+    before = memory_in_use("VmRSS")
+    started = time.perf_counter()
+    answer = call()
+    seconds = time.perf_counter() - started
+    memory = (memory_in_use("VmHWM") - before) / 1000
+    return answer, {"seconds": seconds, "megabytes": memory}
+
+
 def run_side(name: str, workload: str, folder: pathlib.Path, check: bool) -> dict[str, object]:
     """Run one side once; to be called in a process of its own."""
     side = sides.SIDES[name]
@@ -106,15 +125,9 @@ def run_side(name: str, workload: str, folder: pathlib.Path, check: bool) -> dic
         importlib.import_module(module)
     if side.without_gc:
         gc.disable()
-    warm_memory()
-    pathlib.Path("/proc/self/clear_refs").write_text("5")  # the peak so far is forgotten
-    before = memory_in_use("VmRSS")
     source = folder / ("lines.jsonl" if workload == "lines" else "records.json")
     target = folder / f"out-{name.replace(' ', '-')}.json"
-    started = time.perf_counter()
-    answer = side.functions[workload](str(source), str(target))
-    seconds = time.perf_counter() - started
-    memory = memory_in_use("VmHWM") - before
+    answer, facts = measured(lambda: side.functions[workload](str(source), str(target)))
     wrong = ""
     if check and workload == "edit":
         same = json.loads(target.read_bytes()) == json.loads((folder / "edited.json").read_bytes())
@@ -122,7 +135,7 @@ def run_side(name: str, workload: str, folder: pathlib.Path, check: bool) -> dic
     elif check:
         wrong = faults(answer, folder)
     target.unlink(missing_ok=True)
-    return {"seconds": seconds, "megabytes": memory / 1000, "wrong": wrong}
+    return {**facts, "wrong": wrong}
 
 
 def run_steps(folder: pathlib.Path) -> dict[str, float]:

@@ -53,25 +53,13 @@ def generate(folder: pathlib.Path, megabytes: int, files: int, total: int) -> No
             shutil.copyfile(many / "lines.jsonl", target)
 
 
-def measured(call: Any) -> tuple[Any, dict[str, float]]:
-    """Call something; also return how long it took and by how much the process's peak grew."""
-    compare.warm_memory()
-    pathlib.Path("/proc/self/clear_refs").write_text("5")  # the peak so far is forgotten
-    before = compare.memory_in_use("VmRSS")
-    started = time.perf_counter()
-    answer = call()
-    seconds = time.perf_counter() - started
-    memory = (compare.memory_in_use("VmHWM") - before) / 1000
-    return answer, {"seconds": seconds, "megabytes": memory}
-
-
 def run_frame(name: str, workload: str, folder: pathlib.Path) -> dict[str, Any]:
     """Read a frame once; to be called in a process of its own."""
     side = FRAMES[name]
     for module in side.modules:
         importlib.import_module(module)
     source = folder / ("lines.jsonl" if workload.endswith("lines") else "records.json")
-    frame, facts = measured(lambda: side.functions[workload](str(source), ""))
+    frame, facts = compare.measured(lambda: side.functions[workload](str(source), ""))
     columns = {one: frame[one].to_numpy() for one in frame.columns}
     return {**facts, "exact": not compare.faults(columns, folder)}
 
@@ -113,10 +101,6 @@ def is_right(found: Any, folder: pathlib.Path, files: int) -> bool:
     )
 
 
-def forget_peak() -> None:
-    pathlib.Path("/proc/self/clear_refs").write_text("5")
-
-
 def run_lazy(name: str, workers: int, folder: pathlib.Path, files: int) -> dict[str, Any]:
     """Let Dask read many files once; the workers' start is not counted, making the frame is."""
     import pandas as pd
@@ -131,7 +115,7 @@ def run_lazy(name: str, workers: int, folder: pathlib.Path, files: int) -> dict[
     ):
         client.run(importlib.import_module, "frame_sides")
         client.run(importlib.import_module, "ostrajson.dask")
-        client.run(forget_peak)
+        client.run(compare.forget_peak)
         before = client.run(compare.memory_in_use, "VmRSS")
         started = time.perf_counter()
         frame = LAZY[name](pattern, BLOCK)
